@@ -1,0 +1,17 @@
+# What the targets need from the system, under the names that the other folders use. The script
+# runner's own needs, Duktape and CLI11, stand in script/ and cli/.
+#   PkgConfig::LIBXML2, PkgConfig::LIBXSLT   the library
+#   GTest::gtest_main, GTest::gmock          tests
+#   benchmark::benchmark                     benchmarks
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+
+pkg_check_modules(LIBXML2 REQUIRED IMPORTED_TARGET libxml-2.0>=2.9.14)
+pkg_check_modules(LIBXSLT REQUIRED IMPORTED_TARGET libxslt>=1.1.35)
+
+if(VALTROSSE_TESTS)
+    find_package(GTest CONFIG REQUIRED)
+endif()
+if(VALTROSSE_BENCH)
+    find_package(benchmark CONFIG REQUIRED)
+endif()

@@ -1,0 +1,29 @@
+// The documents that the library has made and not yet freed.
+//
+// A node outside any document may name in its doc field a document that is gone, or something that is
+// no document. Before anything is read through such a field, it is looked up here.
+#pragma once
+
+#include <libxml/tree.h>
+
+namespace valtrosse {
+
+/// Enters a new document. Without memory it stays unknown, which is safe and only slower.
+void document_made(xmlDoc* doc);
+/// Takes a document out that is about to be freed.
+void document_gone(xmlDoc* doc);
+/// Whether the address is that of a document that was made and is not gone; false for null.
+bool is_known_document(const xmlDoc* doc);
+/// Whether a doc field may name something else: a document has gone, or a node was made for a handle
+/// that is no known document.
+bool may_have_stale_docs();
+/// Says that such a node is about to be made.
+void note_stale_doc();
+
+/// Notes that the document may own what libxml2 does not free with it: private namespace records, or
+/// nodes below an entity reference.
+void note_own_records(xmlDoc* doc);
+/// Whether the document may own such things; true for an unknown document.
+bool may_have_own_records(const xmlDoc* doc);
+
+}  // namespace valtrosse

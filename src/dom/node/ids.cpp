@@ -1,0 +1,83 @@
+#include "dom/node/ids.hpp"
+
+#include <libxml/parser.h>
+
+#include "dom/node/text.hpp"
+#include "dom/node/tree.hpp"
+
+namespace valtrosse {
+namespace {
+
+constexpr auto no_type = static_cast<xmlAttributeType>(0);
+
+/// Blanks as libxml2 normalises them in values of type ID: none at the ends, one between words.
+void collapse_blanks(xmlChar* text) {
+    xmlChar* to = text;
+    for (const xmlChar* from = text; *from; ++from)
+        if (*from != ' ' || (to != text && to[-1] != ' ')) *to++ = *from;
+    if (to != text && to[-1] == ' ') --to;
+    *to = 0;
+}
+
+struct Search {
+    xmlHashTable* table;
+    const xmlAttr* attr;
+};
+
+// As libxml2 frees an entry that names its attribute.
+void free_id(void* payload, const xmlChar*) {
+    auto* id = static_cast<xmlID*>(payload);
+    xmlFree(const_cast<xmlChar*>(id->value));
+    xmlFree(id);
+}
+
+void remove_if_of_attribute(void* id, void* data, const xmlChar* name, const xmlChar*,
+                            const xmlChar*) {
+    const auto* search = static_cast<const Search*>(data);
+    if (static_cast<xmlID*>(id)->attr == search->attr)
+        xmlHashRemoveEntry(search->table, name, free_id);
+}
+
+}  // namespace
+
+void remove_id(xmlDoc* doc, xmlAttr* attr) {
+    if (attr->atype != XML_ATTRIBUTE_ID) return;
+    attr->atype = no_type;
+    if (!doc || !doc->ids || xmlRemoveID(doc, attr) == 0) return;
+    // The entry stands under another text than the attribute's value normalises to.
+    Search search{static_cast<xmlHashTable*>(doc->ids), attr};
+    xmlHashScanFull(search.table, remove_if_of_attribute, &search);
+}
+
+void add_id(xmlDoc* doc, xmlAttr* attr) {
+    if (attr->atype == XML_ATTRIBUTE_ID || xmlIsID(doc, attr->parent, attr) != 1) return;
+    const XmlString value = attribute_value(attr);
+    if (!value) return;
+    collapse_blanks(value.get());
+    xmlAddID(nullptr, doc, value.get(), attr);
+}
+
+void restore_marks(xmlDoc* doc) {
+    visit_subtree(reinterpret_cast<xmlNode*>(doc), [](xmlNode* node) {
+        if (is_attribute(node)) reinterpret_cast<xmlAttr*>(node)->atype = no_type;
+    });
+    const auto mark = [](void* id, void*, const xmlChar*) {
+        if (xmlAttr* attr = static_cast<xmlID*>(id)->attr) attr->atype = XML_ATTRIBUTE_ID;
+    };
+    xmlHashScan(static_cast<xmlHashTable*>(doc->ids), mark, nullptr);
+}
+
+AttributeTextChange::AttributeTextChange(xmlNode* node) {
+    while (node && !is_attribute(node) && !is_element(node)) node = node->parent;
+    if (!node || !is_attribute(node) || !node->parent) return;
+    doc_ = containing_document(node);
+    if (!doc_) return;
+    attr_ = reinterpret_cast<xmlAttr*>(node);
+    remove_id(doc_, attr_);
+}
+
+AttributeTextChange::~AttributeTextChange() {
+    if (attr_) add_id(doc_, attr_);
+}
+
+}  // namespace valtrosse

@@ -1,0 +1,266 @@
+#include "dom/node/namespaces.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+
+#include "dom/node/ownership.hpp"
+#include "dom/node/tree.hpp"
+
+using namespace valtrosse;
+
+namespace {
+
+// Marks in a record's type field, where libxml2 itself has XML_LOCAL_NAMESPACE only. They lie outside
+// its enumeration, so the field is read and written as the number it is.
+constexpr std::uint32_t private_record = 100;
+constexpr std::uint32_t removed_declaration = 101;
+
+std::uint32_t mark_of(const xmlNs* ns) {
+    std::uint32_t mark;
+    std::memcpy(&mark, &ns->type, sizeof mark);
+    return mark;
+}
+void set_mark(xmlNs* ns, std::uint32_t mark) { std::memcpy(&ns->type, &mark, sizeof mark); }
+static_assert(sizeof(xmlNsType) == sizeof(std::uint32_t));
+
+const auto* const xml_prefix = reinterpret_cast<const xmlChar*>("xml");
+
+bool is_private(const xmlNs* ns) { return mark_of(ns) == private_record; }
+
+bool declares(const xmlNs* ns, const xmlChar* prefix) {
+    return ns->href && xmlStrEqual(ns->prefix, prefix);
+}
+
+/// The declarations in scope while a subtree is walked: the elements that declare anything, from the
+/// outermost to the present one, so that a look-up does not climb through elements that declare
+/// nothing. Private records are never found (xmlSearchNs would, through an ancestor's ns).
+class Scope {
+public:
+    /// Starts with what is in scope inside `parent`, which may be null.
+    explicit Scope(const xmlNode* parent) {
+        for (; parent && !is_barrier(parent); parent = parent->parent) enter(parent);
+        std::reverse(levels_, levels_ + count_);
+    }
+    ~Scope() { xmlFree(levels_); }
+    Scope(const Scope&) = delete;
+    Scope& operator=(const Scope&) = delete;
+
+    void enter(const xmlNode* node) {
+        if (!is_barrier(node) && !(is_element(node) && node->nsDef)) return;
+        if (count_ == capacity_ && !grow()) return;
+        levels_[count_++] = node;
+    }
+    void leave(const xmlNode* node) {
+        if (count_ > 0 && levels_[count_ - 1] == node) --count_;
+    }
+
+    /// The nearest declaration of the prefix (null: of the default namespace) inside `at`, the node
+    /// that the walk has reached; null when there is none.
+    xmlNs* find(const xmlNode* at, const xmlChar* prefix) const {
+        if (incomplete_) return find_by_climbing(at, prefix);
+        for (std::size_t i = count_; i-- > 0;) {
+            if (is_barrier(levels_[i])) return nullptr;
+            if (xmlNs* ns = declared_on(levels_[i], prefix)) return ns;
+        }
+        return nullptr;
+    }
+
+private:
+    // Nothing outside an entity reference is in scope in it.
+    static bool is_barrier(const xmlNode* node) {
+        return node->type == XML_ENTITY_REF_NODE || node->type == XML_ENTITY_NODE ||
+               node->type == XML_ENTITY_DECL;
+    }
+    static xmlNs* declared_on(const xmlNode* element, const xmlChar* prefix) {
+        xmlNs* ns = element->nsDef;
+        while (ns && !declares(ns, prefix)) ns = ns->next;
+        return ns;
+    }
+    static xmlNs* find_by_climbing(const xmlNode* node, const xmlChar* prefix) {
+        for (; node && !is_barrier(node); node = node->parent)
+            if (is_element(node))
+                if (xmlNs* ns = declared_on(node, prefix)) return ns;
+        return nullptr;
+    }
+    // Without memory the look-ups climb: slower, with the same answers.
+    bool grow() {
+        const std::size_t wanted = capacity_ ? 2 * capacity_ : 16;
+        void* more = incomplete_ ? nullptr : xmlRealloc(levels_, wanted * sizeof *levels_);
+        if (!more) {
+            incomplete_ = true;
+            return false;
+        }
+        levels_ = static_cast<const xmlNode**>(more);
+        capacity_ = wanted;
+        return true;
+    }
+
+    const xmlNode** levels_ = nullptr;
+    std::size_t count_ = 0;
+    std::size_t capacity_ = 0;
+    bool incomplete_ = false;
+};
+
+/// Calls visit(element, scope) for every element of the subtree in pre-order. visit() calls
+/// scope.enter(element) itself, once the element's declarations are what its content is to see.
+template <typename Visit>
+void walk_in_scope(xmlNode* root, Visit visit) {
+    Scope scope(root->parent);
+    for (xmlNode* node = root;;) {
+        if (is_element(node))
+            visit(node, scope);
+        else
+            scope.enter(node);
+        if (xmlNode* child = first_child(node)) {
+            node = child;
+            continue;
+        }
+        for (;; node = node->parent) {
+            scope.leave(node);
+            if (node == root) return;
+            if (node->next) break;
+        }
+        node = node->next;
+    }
+}
+
+/// The document's own declaration of the reserved prefix xml.
+xmlNs* xml_declaration(xmlDoc* doc) {
+    return doc ? xmlSearchNs(doc, reinterpret_cast<xmlNode*>(doc), xml_prefix) : nullptr;
+}
+
+/// The after-link step for one reference; `doc` is the document that the element is in.
+void resolve(xmlNs*& ns, xmlNode* element, Scope& scope, xmlDoc* doc) {
+    if (!ns) return;
+    if (xmlStrEqual(ns->prefix, xml_prefix)) {
+        xmlNs* const declaration = xml_declaration(doc);
+        if (!declaration || declaration == ns) return;
+        if (is_private(ns)) xmlFreeNs(ns);
+        ns = declaration;
+        return;
+    }
+    xmlNs* declaration = scope.find(element, ns->prefix);
+    if (is_private(ns)) {
+        if (!declaration) {
+            const bool in_scope_already = element->nsDef != nullptr;
+            declaration = xmlNewNs(element, ns->href, ns->prefix);
+            if (!in_scope_already) scope.enter(element);
+        }
+        xmlFreeNs(ns);
+    }
+    ns = declaration;
+}
+
+void make_private(xmlNode* node) {
+    if (node->ns && !is_private(node->ns))
+        node->ns = _x_xmlNewNsPriv(node->ns->href, node->ns->prefix);
+}
+
+/// The before-unlink step for an attribute, without its doc fields.
+void leave_document(xmlAttr* attr, xmlDoc* doc) {
+    make_private(as_node(attr));
+    for (xmlNode* part = as_node(attr); part; part = next_in_subtree(part, as_node(attr)))
+        make_independent(part, doc);
+}
+
+}  // namespace
+
+xmlNs* _x_xmlNewNsPriv(const xmlChar* uri, const xmlChar* prefix) {
+    // xmlNewNs refuses the reserved prefix: it gets its prefix afterwards.
+    const bool reserved = xmlStrEqual(prefix, xml_prefix);
+    xmlNs* ns = xmlNewNs(nullptr, uri, reserved ? nullptr : prefix);
+    if (!ns) return nullptr;
+    if (reserved) ns->prefix = xmlStrdup(prefix);
+    if ((prefix && !ns->prefix) || (uri && !ns->href)) {
+        xmlFreeNs(ns);
+        return nullptr;
+    }
+    set_mark(ns, private_record);
+    return ns;
+}
+
+int _x_hasNsPriv(const xmlNode* node) {
+    return node && (is_element(node) || is_attribute(node)) && node->ns && is_private(node->ns);
+}
+
+void _x_NsBeforeUnlinkNode(xmlNode* node, std::int16_t mode) {
+    if (mode == 1 || _x_isNodeInDoc(node)) _x_NsBeforeUnlinkNodeRec(node);
+}
+
+void _x_NsBeforeUnlinkNodeRec(xmlNode* root) {
+    if (!root) return;
+    xmlDoc* const doc = document_for_lookup(root);
+    if (is_attribute(root)) make_private(root);
+    for (xmlNode* node = root; node; node = next_in_subtree(node, root)) {
+        if (is_element(node)) make_private(node);
+        for (xmlAttr* attr = first_attribute(node); attr; attr = attr->next)
+            leave_document(attr, doc);
+        make_independent(node, doc);
+        node->doc = nullptr;
+    }
+}
+
+void _x_NsAfterLinkNode(xmlNode* node, std::int16_t mode) {
+    if (mode == 1 || _x_isNodeInDoc(node)) _x_NsAfterLinkNodeRec(node);
+}
+
+void _x_NsAfterLinkNodeRec(xmlNode* root) {
+    if (!root) return;
+    xmlDoc* const doc = document_for_lookup(root);
+    walk_in_scope(root, [doc](xmlNode* element, Scope& scope) {
+        scope.enter(element);
+        resolve(element->ns, element, scope, doc);
+        for (xmlAttr* attr = element->properties; attr; attr = attr->next)
+            resolve(attr->ns, element, scope, doc);
+    });
+}
+
+int _x_NsNormalize(xmlNode* node) { return _x_NsNormalizeRec(node); }
+
+int _x_NsNormalizeRec(xmlNode* root) {
+    if (!root) return 0;
+    xmlDoc* const doc = document_for_lookup(root);
+
+    // Removed declarations wait in a list until the end of the walk, each marked and naming the outer
+    // declaration: their users below are met later in the same walk, which keeps it linear.
+    xmlNs* removed = nullptr;
+    const auto follow = [](xmlNs*& ns) {
+        if (ns && mark_of(ns) == removed_declaration) ns = static_cast<xmlNs*>(ns->_private);
+    };
+    walk_in_scope(root, [&](xmlNode* element, Scope& scope) {
+        xmlNs** link = &element->nsDef;
+        while (xmlNs* ns = *link) {
+            xmlNs* outer = nullptr;
+            if (element->parent)
+                outer = xmlStrEqual(ns->prefix, xml_prefix)
+                            ? xml_declaration(doc)
+                            : scope.find(element->parent, ns->prefix);
+            if (!outer) {
+                link = &ns->next;
+                continue;
+            }
+            *link = ns->next;
+            set_mark(ns, removed_declaration);
+            ns->_private = outer;
+            ns->next = removed;
+            removed = ns;
+        }
+        scope.enter(element);
+        follow(element->ns);
+        for (xmlAttr* attr = element->properties; attr; attr = attr->next) follow(attr->ns);
+    });
+    const bool changed = removed != nullptr;
+    xmlFreeNsList(removed);
+    return changed;
+}
+
+void _x_NsReplaceRec(xmlNode* root, const xmlNs* from, xmlNs* to) {
+    if (!root || !from || !to) return;
+    for (xmlNode* node = root; node; node = next_in_subtree(node, root)) {
+        if (!is_element(node)) continue;
+        if (node->ns == from) node->ns = to;
+        for (xmlAttr* attr = node->properties; attr; attr = attr->next)
+            if (attr->ns == from) attr->ns = to;
+    }
+}

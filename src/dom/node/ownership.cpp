@@ -1,0 +1,68 @@
+#include "dom/node/ownership.hpp"
+
+#include <libxml/dict.h>
+
+#include "dom/doc/documents.hpp"
+#include "dom/node/ids.hpp"
+#include "dom/node/tree.hpp"
+
+namespace valtrosse {
+namespace {
+
+void own(xmlDict* dict, const xmlChar*& text) {
+    if (text && xmlDictOwns(dict, text) == 1) text = xmlStrdup(text);
+}
+
+void own_strings(xmlNode* node, xmlDict* dict) {
+    // Text and comments share static names, which no dictionary owns.
+    own(dict, node->name);
+    switch (node->type) {
+        case XML_TEXT_NODE:
+        case XML_CDATA_SECTION_NODE:
+        case XML_COMMENT_NODE:
+        case XML_PI_NODE: {
+            const xmlChar* content = node->content;
+            own(dict, content);
+            node->content = const_cast<xmlChar*>(content);
+            break;
+        }
+        default: break;
+    }
+}
+
+}  // namespace
+
+xmlDoc* document_for_lookup(const xmlNode* node) {
+    return is_known_document(node->doc) ? node->doc : containing_document(node);
+}
+
+void make_independent(xmlNode* node, xmlDoc* doc) {
+    if (is_attribute(node)) remove_id(doc, reinterpret_cast<xmlAttr*>(node));
+    if (doc && doc->dict) own_strings(node, doc->dict);
+    if (node->type == XML_ENTITY_REF_NODE) {
+        if (!first_child(node)) node->children = node->last = nullptr;
+        node->content = nullptr;
+    }
+}
+
+void adopt(xmlNode* root, const xmlNode* parent) {
+    xmlDoc* const named = parent->doc;
+    xmlDoc* const doc = containing_document(parent);
+    // Outside documents all of a tree names the same: linking a node of that tree's document under it
+    // costs nothing, however much hangs below the node.
+    if (!doc && root->doc == named && !is_attribute(root)) return;
+    visit_subtree(root, [&](xmlNode* node) {
+        node->doc = named;
+        if (!doc) return;
+        if (is_attribute(node) && node->parent) add_id(doc, reinterpret_cast<xmlAttr*>(node));
+    });
+}
+
+void clear_stale_docs(xmlNode* node) {
+    if (!may_have_stale_docs() || containing_document(node)) return;
+    visit_subtree(const_cast<xmlNode*>(topmost(node)), [](xmlNode* part) {
+        if (part->doc && !is_known_document(part->doc)) part->doc = nullptr;
+    });
+}
+
+}  // namespace valtrosse

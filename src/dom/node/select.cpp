@@ -1,0 +1,142 @@
+// XPath selection.
+#include "dom/node/select.hpp"
+
+#include <libxml/hash.h>
+#include <libxml/xpathInternals.h>
+
+#include <cstring>
+#include <string_view>
+
+#include "dom/node/handle_list.hpp"
+#include "dom/node/ownership.hpp"
+#include "dom/node/tree.hpp"
+#include "dom/owned.hpp"
+#include "utf8/text.hpp"
+
+namespace valtrosse {
+namespace {
+
+/// Registers the prefix of the element's namespace unless it is registered already.
+void register_namespace(xmlXPathContext* context, const xmlNode* node) {
+    const xmlNs* ns = is_element(node) ? node->ns : nullptr;
+    if (ns && ns->prefix && !xmlHashLookup(context->nsHash, ns->prefix))
+        xmlXPathRegisterNs(context, ns->prefix, ns->href);
+}
+
+/// The prefixes that an expression may use: every name before a single colon outside of literals. A
+/// name too many only makes the search for its binding longer.
+class PrefixesOf {
+public:
+    explicit PrefixesOf(std::string_view expression) {
+        for (std::size_t i = 0; i < expression.size(); ++i) {
+            const char c = expression[i];
+            if (c == '"' || c == '\'') {
+                i = expression.find(c, i + 1);
+                if (i == std::string_view::npos) return;
+            } else if (c == ':') {
+                if (i + 1 < expression.size() && expression[i + 1] == ':')
+                    ++i;
+                else
+                    add(name_before({expression.data(), i}));
+            }
+        }
+    }
+
+    /// More prefixes than are worth telling apart.
+    bool too_many() const { return count_ > max_prefixes; }
+    /// Whether the context has a binding for each.
+    bool all_bound(const xmlXPathContext* context) const {
+        for (std::size_t i = 0; i < count_; ++i)
+            if (!is_bound(context, prefixes_[i])) return false;
+        return true;
+    }
+
+private:
+    static constexpr std::size_t max_prefixes = 8;
+    static constexpr std::size_t max_length = 100;
+
+    static std::string_view name_before(std::string_view text) {
+        while (!text.empty() && std::strchr(" \t\r\n", text.back())) text.remove_suffix(1);
+        std::size_t start = text.size();
+        while (start > 0 && is_name_byte(text[start - 1])) --start;
+        text.remove_prefix(start);
+        return text;
+    }
+    static bool is_name_byte(char c) {
+        return static_cast<unsigned char>(c) >= 0x80 || (c >= '0' && c <= '9') ||
+               (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == '-' || c == '.';
+    }
+    void add(std::string_view name) {
+        if (name.empty() || name == "xml") return;  // xml is always bound
+        for (std::size_t i = 0; i < count_ && i < max_prefixes; ++i)
+            if (prefixes_[i] == name) return;
+        if (count_ == max_prefixes || name.size() > max_length)
+            count_ = max_prefixes + 1;
+        else if (count_ < max_prefixes)
+            prefixes_[count_++] = name;
+    }
+    static bool is_bound(const xmlXPathContext* context, std::string_view prefix) {
+        xmlChar terminated[max_length + 1] = {};
+        std::memcpy(terminated, prefix.data(), prefix.size());
+        return xmlHashLookup(context->nsHash, terminated) != nullptr;
+    }
+
+    std::string_view prefixes_[max_prefixes];
+    std::size_t count_ = 0;
+};
+
+/// Registers what the expression needs: walks the subtree no further than to the last prefix found, and
+/// not at all for an expression without prefixes.
+void register_prefixes(xmlXPathContext* context, const xmlNode* root, std::string_view expression) {
+    const PrefixesOf prefixes(expression);
+    if (prefixes.too_many()) return _x_RegisterNamespaces(context, root);
+    int bound = -2;  // not yet looked: xmlHashSize gives -1 while there is no table
+    for (const xmlNode* node = root; node; node = next_in_subtree(node, root)) {
+        if (const int now = xmlHashSize(context->nsHash); now != bound) {
+            if (prefixes.all_bound(context)) return;
+            bound = now;
+        }
+        register_namespace(context, node);
+    }
+}
+
+bool can_be_handed_over(const xmlNode* node) { return node->type != XML_NAMESPACE_DECL; }
+
+/// The nodes that the XPath expression `string` selects from `node`, in document order, as a handle
+/// list. No value when it does not compile or evaluate, or gives something else than nodes. Nodes of
+/// the namespace axis are left out: their records end with the result.
+Result select_nodes(Call& call, xmlNode* node, HostText string) {
+    if (string.absent()) return no_value;
+    const Utf8 expression(call, string);
+    if (expression.failed()) return expression.failure();
+
+    clear_stale_docs(node);
+    const XmlOwned<xmlXPathContext> context(xmlXPathNewContext(document_for_lookup(node)));
+    if (!context) return no_value;
+    context->node = node;
+    register_prefixes(context.get(), node, {expression.c_str(), expression.length()});
+    const XmlOwned<xmlXPathCompExpr> compiled(xmlXPathCompile(expression.text()));
+    if (!compiled) return no_value;
+    const XmlOwned<xmlXPathObject> result(xmlXPathCompiledEval(compiled.get(), context.get()));
+    if (!result || result->type != XPATH_NODESET || !result->nodesetval) return no_value;
+
+    const xmlNodeSet& set = *result->nodesetval;
+    std::uint32_t count = 0;
+    for (int i = 0; i < set.nodeNr; ++i) count += can_be_handed_over(set.nodeTab[i]);
+    HandleList list(call, count);
+    if (list.failed()) return list.failure();
+    for (int i = 0; i < set.nodeNr; ++i)
+        if (can_be_handed_over(set.nodeTab[i])) list.add(set.nodeTab[i]);
+    return list.value(call);
+}
+
+}  // namespace
+}  // namespace valtrosse
+
+void _x_RegisterNamespaces(xmlXPathContext* context, const xmlNode* root) {
+    if (!context || !root) return;
+    for (const xmlNode* node = root; node; node = valtrosse::next_in_subtree(node, root))
+        valtrosse::register_namespace(context, node);
+}
+
+SCRIPT_FUNCTION(TOVIKDOM_, xmlDOMNodeSelectNodes, valtrosse::select_nodes)

@@ -1,0 +1,85 @@
+// Walks over libxml2's trees, and what a node is in them. No recursion: trees may be a million levels
+// deep.
+#pragma once
+
+#include <libxml/tree.h>
+
+#include "plugin/export.hpp"
+
+/// 1 for the types of an XML and of an HTML document (9, 13), else 0.
+VALTROSSE_EXPORT int _x_isDocumentNode(unsigned type);
+/// 1 when the chain of parents ends at a document, a document included; else 0, also for null.
+VALTROSSE_EXPORT int _x_isNodeInDoc(const xmlNode* node);
+
+namespace valtrosse {
+
+inline bool is_document(const xmlNode* node) {
+    return node->type == XML_DOCUMENT_NODE || node->type == XML_HTML_DOCUMENT_NODE;
+}
+inline bool is_element(const xmlNode* node) { return node->type == XML_ELEMENT_NODE; }
+inline bool is_attribute(const xmlNode* node) { return node->type == XML_ATTRIBUTE_NODE; }
+
+/// Element, attribute and entity declarations and namespace records: no nodes of a tree of their own.
+inline bool is_declaration(const xmlNode* node) {
+    return node->type >= XML_ELEMENT_DECL && node->type <= XML_NAMESPACE_DECL;
+}
+
+inline const xmlNode* topmost(const xmlNode* node) {
+    while (node->parent) node = node->parent;
+    return node;
+}
+
+/// The document that the node is in; null for a node outside any document. The doc field plays no
+/// part: a node may name a document without being in it, and a cloned document's nodes name none.
+inline xmlDoc* containing_document(const xmlNode* node) {
+    const xmlNode* top = topmost(node);
+    return is_document(top) ? reinterpret_cast<xmlDoc*>(const_cast<xmlNode*>(top)) : nullptr;
+}
+
+/// The first child that belongs to this node's tree. What hangs below an entity reference is the DTD's
+/// own declaration, with the rest of the DTD as its siblings; a notation record's link is its chain.
+inline xmlNode* first_child(const xmlNode* node) {
+    switch (node->type) {
+        case XML_ENTITY_REF_NODE:
+            return node->children && !is_declaration(node->children) ? node->children : nullptr;
+        case XML_NOTATION_NODE:
+        case XML_ELEMENT_DECL:
+        case XML_ATTRIBUTE_DECL:
+        case XML_ENTITY_DECL:
+        case XML_NAMESPACE_DECL: return nullptr;
+        default: return node->children;
+    }
+}
+
+/// The node after `node` in pre-order that is not below it; null at the end of root's subtree.
+inline xmlNode* next_after_subtree(const xmlNode* node, const xmlNode* root) {
+    for (; node != root; node = node->parent)
+        if (node->next) return node->next;
+    return nullptr;
+}
+
+/// The node after `node` in pre-order; null at the end of root's subtree.
+inline xmlNode* next_in_subtree(const xmlNode* node, const xmlNode* root) {
+    xmlNode* child = first_child(node);
+    return child ? child : next_after_subtree(node, root);
+}
+
+inline xmlAttr* first_attribute(const xmlNode* node) {
+    return is_element(node) ? node->properties : nullptr;
+}
+
+inline xmlNode* as_node(xmlAttr* attr) { return reinterpret_cast<xmlNode*>(attr); }
+
+/// Calls visit(xmlNode*) for root and every node below it, and for attributes and the text below them,
+/// each before what hangs below it.
+template <typename Visit>
+void visit_subtree(xmlNode* root, Visit visit) {
+    for (xmlNode* node = root; node; node = next_in_subtree(node, root)) {
+        visit(node);
+        for (xmlAttr* attr = first_attribute(node); attr; attr = attr->next)
+            for (xmlNode* part = as_node(attr); part; part = next_in_subtree(part, as_node(attr)))
+                visit(part);
+    }
+}
+
+}  // namespace valtrosse

@@ -1,0 +1,31 @@
+// Attributes and what a DTD declares for them.
+#pragma once
+
+#include <libxml/parser.h>
+
+#include "dom/node/text.hpp"
+#include "utf8/text.hpp"
+
+namespace valtrosse {
+
+/// Whether the DTD (null: none) declares the attribute of an element of this qualified name as an ID.
+inline bool is_declared_id(xmlDtd* dtd, const xmlChar* element_name, const xmlAttr* attr) {
+    const xmlAttribute* declaration =
+        attr->ns && attr->ns->prefix
+            ? xmlGetDtdQAttrDesc(dtd, element_name, attr->name, attr->ns->prefix)
+            : xmlGetDtdAttrDesc(dtd, element_name, attr->name);
+    return declaration && declaration->atype == XML_ATTRIBUTE_ID;
+}
+
+/// The value of what xmlHasProp or xmlHasNsProp found: an attribute's own or, for a declaration, the
+/// default. No value for null.
+inline Result attribute_or_default_value(Call& call, const xmlAttr* found) {
+    constexpr std::size_t frame_units = 100;
+    if (!found) return no_value;
+    if (found->type == XML_ATTRIBUTE_DECL)
+        return utf8_value<frame_units>(
+            call, reinterpret_cast<const xmlAttribute*>(found)->defaultValue);
+    return utf8_value<frame_units>(call, attribute_value(found).get());
+}
+
+}  // namespace valtrosse

@@ -1,0 +1,45 @@
+// Loading and saving HTML documents.
+#include <libxml/HTMLparser.h>
+#include <libxml/HTMLtree.h>
+
+#include "dom/doc/load.hpp"
+#include "dom/doc/save.hpp"
+#include "html/meta.hpp"
+
+namespace valtrosse {
+namespace {
+
+/// Parses the HTML file at `filepath` (8-bit text), whose encoding libxml2 detects.
+Result load_file(Call& call, HostText filepath, std::uint32_t keep_blanks) {
+    if (keep_blanks > 1) return no_value;
+    const Text8 path(call, filepath);
+    if (path.failed()) return path.failure();
+    return load_document(call, keep_blanks, [&] { return htmlParseFile(path.c_str(), nullptr); });
+}
+
+/// Parses HTML text, which reaches libxml2 as UTF-8.
+Result load_string(Call& call, HostText string, std::uint32_t keep_blanks) {
+    if (keep_blanks > 1) return no_value;
+    const Utf8 text(call, string);
+    if (text.failed()) return text.failure();
+    return load_document(call, keep_blanks, [&] { return htmlParseDoc(text.text(), nullptr); });
+}
+
+/// Writes an HTML document, in one of the accepted encodings or, with another name, as libxml2 chooses.
+/// Gives 0; no value when the file cannot be written or `doc` is no HTML document.
+Result save_format(Call& call, xmlDoc* doc, HostText filepath, HostText encoding, Flag format) {
+    if (filepath.absent() || encoding.absent() || doc->type != XML_HTML_DOCUMENT_NODE)
+        return no_value;
+    return save_formatted(call, doc, filepath, encoding, [&](const char* path, const char* name) {
+        const KeptMetaContent kept(doc);
+        // 0, not -1, when the target cannot be opened: a written document has at least a line break.
+        return kept.ready() && htmlSaveFileFormat(path, doc, name, format.set) > 0;
+    });
+}
+
+}  // namespace
+}  // namespace valtrosse
+
+SCRIPT_FUNCTION(TOVIKHTML_, xmlHTMLDocLoadFile, valtrosse::load_file)
+SCRIPT_FUNCTION(TOVIKHTML_, xmlHTMLDocLoadString, valtrosse::load_string)
+SCRIPT_FUNCTION(TOVIKHTML_, xmlHTMLDocSaveFormatFile, valtrosse::save_format)

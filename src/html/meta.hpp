@@ -1,0 +1,37 @@
+// The meta element that names an HTML document's encoding, across a save.
+#pragma once
+
+#include <libxml/tree.h>
+
+#include <cstddef>
+
+namespace valtrosse {
+
+/// libxml2's HTML writer rewrites the content of the meta element that names the encoding, and frees
+/// the text node in it. A script may hold a handle on that node: for the length of the save a copy
+/// stands in its place, and afterwards it is back with the text that the writer put there.
+class KeptMetaContent {
+public:
+    explicit KeptMetaContent(xmlDoc* doc);
+    ~KeptMetaContent();
+    KeptMetaContent(const KeptMetaContent&) = delete;
+    KeptMetaContent& operator=(const KeptMetaContent&) = delete;
+
+    /// False when there was no memory for the copies: then nothing may be written.
+    bool ready() const { return ready_; }
+
+private:
+    struct Kept {
+        xmlAttr* content;
+        xmlNode* text;
+    };
+
+    void keep_first_of(xmlNode* siblings);
+
+    // The writer starts at the top of the document, in html or in head.
+    Kept kept_[3];
+    std::size_t count_ = 0;
+    bool ready_ = true;
+};
+
+}  // namespace valtrosse

@@ -1,0 +1,67 @@
+// XSLT: a stylesheet over a file into a file.
+#include <libxml/parser.h>
+#include <libxslt/transform.h>
+#include <libxslt/xslt.h>
+#include <libxslt/xsltInternals.h>
+#include <libxslt/xsltutils.h>
+
+#include <memory>
+
+#include "utf8/text.hpp"
+
+namespace valtrosse {
+namespace {
+
+struct Release {
+    void operator()(xmlDoc* doc) const { xmlFreeDoc(doc); }
+    void operator()(xsltStylesheet* stylesheet) const { xsltFreeStylesheet(stylesheet); }
+};
+template <typename T>
+using Owned = std::unique_ptr<T, Release>;
+
+/// Reads a path parameter when its turn comes: each is read and converted before the next is read.
+class Path {
+public:
+    Path(Call& call, const Deferred<HostText>& argument)
+        : text_{}, status_(argument.read(call, text_)), utf8_(call, text_) {}
+    bool failed() const { return status_ != VT_OK || utf8_.failed(); }
+    Result failure() const { return status_ != VT_OK ? valtrosse::failure(status_) : utf8_.failure(); }
+    const char* c_str() const { return utf8_.c_str(); }
+    const xmlChar* text() const { return utf8_.text(); }
+
+private:
+    HostText text_;
+    vt_status status_;
+    Utf8 utf8_;
+};
+
+/// Applies the stylesheet at `xslFilepath` to the file at `xmlFilepath` and writes the result to
+/// `outputFilepath` (UTF-8 paths); gives the number of bytes written. No value when one of them cannot
+/// be read, parsed or written, or the transformation gives no document. From the first call on, all
+/// parses of this thread substitute entities and load external DTDs.
+Result transform(Call& call, Deferred<HostText> xml_argument, Deferred<HostText> xsl_argument,
+                 Deferred<HostText> output_argument) {
+    const Path xml_path(call, xml_argument);
+    if (xml_path.failed()) return xml_path.failure();
+    const Path xsl_path(call, xsl_argument);
+    if (xsl_path.failed()) return xsl_path.failure();
+    const Path output_path(call, output_argument);
+    if (output_path.failed()) return output_path.failure();
+
+    xmlSubstituteEntitiesDefault(1);
+    xmlLoadExtDtdDefaultValue = 1;
+    const Owned<xmlDoc> source(xmlParseFile(xml_path.c_str()));
+    if (!source) return no_value;
+    const Owned<xsltStylesheet> stylesheet(xsltParseStylesheetFile(xsl_path.text()));
+    if (!stylesheet) return no_value;
+    const Owned<xmlDoc> result(xsltApplyStylesheet(stylesheet.get(), source.get(), nullptr));
+    if (!result) return no_value;
+    const int written =
+        xsltSaveResultToFilename(output_path.c_str(), result.get(), stylesheet.get(), 0);
+    return written != -1 ? call.integer(static_cast<std::uint32_t>(written)) : no_value;
+}
+
+}  // namespace
+}  // namespace valtrosse
+
+SCRIPT_FUNCTION(TOVIKXSL_, xmlXSLTransformFile, valtrosse::transform)

@@ -15,7 +15,7 @@ constexpr std::array<std::uint32_t, VT_HOST_API_SLOTS> host_api_ids = {VT_HOST_A
 void no_such_id();  // defined nowhere: reaching it ends the compilation
 
 /// The slot that holds the function of this id.
-consteval std::size_t slot_of(std::uint32_t id) {
+constexpr std::size_t slot_of(std::uint32_t id) {
     for (std::size_t slot = 0; slot < host_api_ids.size(); ++slot)
         if (host_api_ids[slot] == id) return slot;
     no_such_id();
@@ -31,7 +31,8 @@ struct HostApi {
 
     template <typename Function, std::uint32_t id>
     Function get() const {
-        return reinterpret_cast<Function>(slots[slot_of(id)]);
+        constexpr std::size_t slot = slot_of(id);
+        return reinterpret_cast<Function>(slots[slot]);
     }
 
     auto create_object() const { return get<vt_create_object, VT_ID_CREATE_OBJECT>(); }

@@ -16,7 +16,8 @@ Result save(Call& call, xmlDoc* doc, HostText filepath) {
 }
 
 /// Writes the document, indented when `format` is set, in one of the accepted encodings; with another
-/// name in UTF-8 without an encoding declaration. Gives 0.
+/// name without an encoding declaration, as UTF-8 whose characters above U+007F are all written as
+/// references. Gives 0.
 Result save_format(Call& call, xmlDoc* doc, HostText filepath, HostText encoding, Flag format) {
     if (filepath.absent() || encoding.absent() || doc->type != XML_DOCUMENT_NODE) return no_value;
     return save_formatted(call, doc, filepath, encoding, [&](const char* path, const char* name) {

@@ -1,0 +1,74 @@
+// vtdom: runs JavaScript with the script functions of the Valtrosse DOM library.
+#include <algorithm>
+#include <iostream>
+#include <system_error>
+
+#include "cli/options.hpp"
+#include "cli/places.hpp"
+#include "host/host.hpp"
+#include "script/engine.hpp"
+
+namespace {
+
+using namespace valtrosse;
+
+constexpr int cannot_start = 2;
+constexpr int output_lost = 1;
+
+int complain(std::string message, int exit_code = cannot_start) {
+    std::replace(message.begin(), message.end(), '\n', ' ');
+    std::cout.flush();
+    std::cerr << "vtdom: " << message << '\n';
+    return exit_code;
+}
+
+void list_functions(const host::Host& host) {
+    for (const host::Function& function : host.functions()) {
+        std::cout << function.name << '(';
+        const char* separator = "";
+        for (const std::string& parameter : function.parameters) {
+            std::cout << separator << parameter;
+            separator = ", ";
+        }
+        std::cout << ")\n";
+    }
+}
+
+void show_version(host::Host& host, const std::string& plugin) {
+    std::cout << "library " << host.version_text() << " (" << plugin << ")\n"
+              << "xmlDOMUtilGetVersion " << host.call("xmlDOMUtilGetVersion").utf8() << '\n';
+}
+
+int run(const cli::CommandLine& line, host::Host& host) {
+    script::Engine engine(host, {.args = line.args, .module_directories = cli::module_directories()});
+    if (line.action == cli::Action::run_code) return engine.run_code(line.script, "-e");
+    return engine.run_file(line.script);
+}
+
+int execute(const cli::CommandLine& line) {
+    const std::string plugin = cli::find_plugin(line.plugin);
+    host::Host host(plugin);
+    switch (line.action) {
+        case cli::Action::list_functions: list_functions(host); return 0;
+        case cli::Action::show_version: show_version(host, plugin); return 0;
+        default: return run(line, host);
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::ios::sync_with_stdio(false);
+    try {
+        int exit_code = 0;
+        const auto line = cli::read_command_line(argc, argv, exit_code);
+        if (line) exit_code = execute(*line);
+        std::cout.flush();
+        if (!std::cout) return complain("cannot write to standard output", output_lost);
+        return exit_code;
+    } catch (const std::system_error& error) {
+        return complain(std::string("cannot read ") + error.what());
+    } catch (const std::exception& error) {
+        return complain(error.what());
+    }
+}

@@ -1,0 +1,80 @@
+#include "cli/options.hpp"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <memory>
+
+namespace valtrosse::cli {
+
+namespace {
+
+constexpr const char* description =
+    "Runs a JavaScript file with the functions of the Valtrosse DOM library.";
+constexpr const char* footer =
+    "Everything after SCRIPT belongs to the script and is in its global args; SCRIPT - reads standard "
+    "input.\n"
+    "Exit code: 0, what the script gives to exit(), 1 after an uncaught error, 2 when nothing could run.";
+
+class Help : public CLI::Formatter {
+    std::string make_usage(const CLI::App*, std::string) const override {
+        return "Usage: vtdom [OPTIONS] SCRIPT [ARG...]\n       vtdom [OPTIONS] -e CODE [ARG...]\n";
+    }
+};
+
+int complain(const std::string& message) {
+    std::cerr << "vtdom: " << message << " (see vtdom --help)\n";
+    return 2;
+}
+
+}  // namespace
+
+std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_code) {
+    CommandLine line;
+    bool functions = false;
+    bool version = false;
+
+    CLI::App app(description, "vtdom");
+    app.formatter(std::make_shared<Help>());
+    app.footer(footer);
+    app.prefix_command();   // the first word that is no option of ours ends our part
+    auto* code = app.add_option("-e", line.script, "Run CODE instead of a file")->type_name("CODE");
+    app.add_option("--plugin", line.plugin,
+                   "The library; otherwise $VALTROSSE_PLUGIN, or libvaltrosse-dom.so beside vtdom or "
+                   "in ../lib")
+        ->type_name("PATH");
+    app.add_flag("--functions", functions, "List the script functions with their parameters");
+    app.add_flag("--version", version, "Show the library's versions");
+
+    exit_code = 0;
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp& help) {
+        app.exit(help);
+        return std::nullopt;
+    } catch (const CLI::ParseError& error) {
+        exit_code = complain(error.what());
+        return std::nullopt;
+    }
+
+    line.args = app.remaining();
+    if (version) {
+        line.action = Action::show_version;
+    } else if (functions) {
+        line.action = Action::list_functions;
+    } else if (code->count() != 0) {
+        line.action = Action::run_code;
+        if (!line.args.empty() && line.args.front() == "--") line.args.erase(line.args.begin());
+    } else if (line.args.empty()) {
+        exit_code = complain("no script given");
+        return std::nullopt;
+    } else if (line.args.front().starts_with("-") && line.args.front() != "-") {
+        exit_code = complain("unknown option " + line.args.front());
+        return std::nullopt;
+    } else {
+        line.script = line.args.front();
+        line.args.erase(line.args.begin());
+    }
+    return line;
+}
+
+}  // namespace valtrosse::cli

@@ -1,0 +1,42 @@
+#include "cli/places.hpp"
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+
+namespace valtrosse::cli {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* library_name = "libvaltrosse-dom.so";
+
+fs::path executable_directory() {
+    std::error_code ignored;
+    return fs::read_symlink("/proc/self/exe", ignored).parent_path();
+}
+
+}  // namespace
+
+std::string find_plugin(const std::string& given) {
+    if (!given.empty()) return given;
+    if (const char* path = std::getenv("VALTROSSE_PLUGIN"); path != nullptr && *path != '\0') {
+        return path;
+    }
+    const fs::path directory = executable_directory();
+    for (const char* place : {"", "../lib", "../lib/i386-linux-gnu"}) {
+        const fs::path path = (directory / place / library_name).lexically_normal();
+        if (fs::exists(path)) return path.string();
+    }
+    throw std::runtime_error(std::string("cannot find ") + library_name + " beside vtdom in " +
+                             directory.string() +
+                             " or in ../lib: use --plugin PATH or set VALTROSSE_PLUGIN");
+}
+
+std::vector<std::string> module_directories() {
+    const fs::path installed = executable_directory() / "../share/valtrosse";
+    return {installed.lexically_normal().string(), VALTROSSE_MODULE_DIR};
+}
+
+}  // namespace valtrosse::cli

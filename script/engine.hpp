@@ -1,0 +1,55 @@
+// Runs JavaScript against a host: the script functions, LIBXMLLife and a few globals of our own.
+//
+//     host::Host host("build/release/libvaltrosse-dom.so");
+//     script::Engine engine(host, {.args = {"menu.xml"}});
+//     return engine.run_file("list.js");
+#pragma once
+
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/host.hpp"
+
+namespace valtrosse::script {
+
+struct Options {
+    std::ostream* out = nullptr;      ///< print, console.log; null is std::cout
+    std::ostream* err = nullptr;      ///< console.error, uncaught errors; null is std::cerr
+    std::vector<std::string> args{};  ///< the script's global `args`, in UTF-8
+    /// Where require looks for names that do not start with ./ ../ or /, in this order.
+    std::vector<std::string> module_directories{};
+};
+
+/// The exit code of a script that ends with an uncaught error.
+inline constexpr int uncaught_error = 1;
+/// The exit code of the process when the JavaScript engine itself cannot go on.
+inline constexpr int engine_failure = 70;
+
+/// One JavaScript world. Globals live as long as the engine; so do the LIBXMLLife objects they hold.
+/// The host must outlive it.
+class Engine {
+public:
+    /// Throws std::runtime_error when the globals cannot be set up.
+    explicit Engine(host::Host& host, Options options = {});
+    ~Engine();
+    Engine(const Engine&) = delete;
+    Engine& operator=(const Engine&) = delete;
+
+    /// Runs a script file, "-" for standard input. Returns the exit code: 0, what the script gave to
+    /// exit(), or uncaught_error after reporting an uncaught error. Throws std::system_error when the
+    /// file cannot be read.
+    int run_file(const std::string& path);
+
+    /// Runs a program given as UTF-8; `name` stands for the file in error messages. require takes
+    /// relative names from the directory of `name`.
+    int run_code(std::string_view source, const std::string& name = "code");
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace valtrosse::script

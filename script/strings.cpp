@@ -1,0 +1,160 @@
+#include "script/strings.hpp"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#include "host/host.hpp"
+
+namespace valtrosse::script {
+
+namespace {
+
+constexpr std::size_t smallest_scratch = 1024;        // units
+constexpr std::size_t largest_kept_scratch = 1 << 20;  // units
+
+constexpr char16_t replacement = 0xFFFD;
+
+/// The number of leading bytes that are ASCII, looked at eight at a time; may stop up to seven early.
+std::size_t ascii_run(const unsigned char* bytes, std::size_t count) {
+    std::size_t done = 0;
+    for (; done + 8 <= count; done += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, bytes + done, 8);
+        if ((word & 0x8080808080808080u) != 0) break;
+    }
+    return done;
+}
+
+/// The same for units.
+std::size_t ascii_run(const char16_t* units, std::size_t count) {
+    std::size_t done = 0;
+    for (; done + 4 <= count; done += 4) {
+        std::uint64_t word;
+        std::memcpy(&word, units + done, 8);
+        if ((word & 0xFF80FF80FF80FF80u) != 0) break;
+    }
+    return done;
+}
+
+bool is_continuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
+
+/// Reads one sequence at the front of the `left` bytes; returns how many bytes it took.
+std::size_t decode_one(const unsigned char* p, std::size_t left, std::uint32_t& character) {
+    const unsigned char lead = p[0];
+    std::size_t length = 1;
+    if (lead < 0x80) {
+        character = lead;
+        return 1;
+    }
+    if (lead >= 0xC0 && lead < 0xE0) {
+        length = 2;
+        character = lead & 0x1Fu;
+    } else if (lead >= 0xE0 && lead < 0xF0) {
+        length = 3;
+        character = lead & 0x0Fu;
+    } else if (lead >= 0xF0 && lead < 0xF8) {
+        length = 4;
+        character = lead & 0x07u;
+    } else {
+        character = replacement;
+        return 1;
+    }
+    for (std::size_t i = 1; i < length; ++i) {
+        if (i == left || !is_continuation(p[i])) {
+            character = replacement;
+            return i;
+        }
+        character = (character << 6) | (p[i] & 0x3Fu);
+    }
+    if (character > 0x10FFFF) character = replacement;
+    return length;
+}
+
+}  // namespace
+
+char16_t* decode_units(std::string_view bytes, char16_t* out) {
+    const auto* p = reinterpret_cast<const unsigned char*>(bytes.data());
+    std::size_t left = bytes.size();
+    while (left != 0) {
+        const std::size_t run = ascii_run(p, left);
+        for (std::size_t i = 0; i < run; ++i) out[i] = p[i];
+        out += run;
+        p += run;
+        left -= run;
+        // Text that is not ASCII seldom changes back within a few characters.
+        for (int i = 0; i < 16 && left != 0; ++i) {
+            std::uint32_t character;
+            const std::size_t taken = decode_one(p, left, character);
+            p += taken;
+            left -= taken;
+            if (character > 0xFFFF) {
+                *out++ = static_cast<char16_t>(0xD7C0 + (character >> 10));
+                *out++ = static_cast<char16_t>(0xDC00 + (character & 0x3FF));
+            } else {
+                *out++ = static_cast<char16_t>(character);
+            }
+        }
+    }
+    return out;
+}
+
+char* encode_units(std::u16string_view units, char* out) {
+    const char16_t* p = units.data();
+    std::size_t left = units.size();
+    while (left != 0) {
+        const std::size_t run = ascii_run(p, left);
+        for (std::size_t i = 0; i < run; ++i) out[i] = static_cast<char>(p[i]);
+        out += run;
+        p += run;
+        left -= run;
+        for (int i = 0; i < 16 && left != 0; ++i, --left) {
+            const unsigned unit = *p++;
+            if (unit < 0x80) {
+                *out++ = static_cast<char>(unit);
+                continue;
+            }
+            if (unit < 0x800) {
+                *out++ = static_cast<char>(0xC0 | (unit >> 6));
+            } else {
+                *out++ = static_cast<char>(0xE0 | (unit >> 12));
+                *out++ = static_cast<char>(0x80 | ((unit >> 6) & 0x3F));
+            }
+            *out++ = static_cast<char>(0x80 | (unit & 0x3F));
+        }
+    }
+    return out;
+}
+
+std::string from_units(std::u16string_view units) {
+    std::size_t size = units.size();
+    for (const char16_t unit : units) size += (unit >= 0x80 ? 1u : 0u) + (unit >= 0x800 ? 1u : 0u);
+    std::string bytes(size, '\0');
+    encode_units(units, bytes.data());
+    return bytes;
+}
+
+std::string from_utf8(std::string_view utf8) { return from_units(host::to_units(utf8)); }
+
+std::string to_utf8(std::string_view bytes) {
+    std::u16string units(bytes.size(), u'\0');
+    units.resize(static_cast<std::size_t>(decode_units(bytes, units.data()) - units.data()));
+    return host::to_utf8(units);
+}
+
+char16_t* Scratch::room(std::size_t units) {
+    if (!units_ || units > capacity_) {
+        const std::size_t capacity = std::max({units, capacity_ * 2, smallest_scratch});
+        units_ = std::make_unique_for_overwrite<char16_t[]>(capacity);
+        capacity_ = capacity;
+    }
+    return units_.get();
+}
+
+void Scratch::trim() {
+    if (capacity_ <= largest_kept_scratch) return;
+    units_.reset();
+    capacity_ = 0;
+}
+
+}  // namespace valtrosse::script

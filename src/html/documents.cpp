@@ -11,18 +11,16 @@ namespace {
 
 /// Parses the HTML file at `filepath` (8-bit text), whose encoding libxml2 detects.
 Result load_file(Call& call, HostText filepath, std::uint32_t keep_blanks) {
-    if (keep_blanks > 1) return no_value;
-    const Text8 path(call, filepath);
-    if (path.failed()) return path.failure();
-    return load_document(call, keep_blanks, [&] { return htmlParseFile(path.c_str(), nullptr); });
+    return load_document<Text8>(call, filepath, keep_blanks, [](const Text8& path) {
+        return htmlParseFile(path.c_str(), nullptr);
+    });
 }
 
-/// Parses HTML text, which reaches libxml2 as UTF-8.
+/// Parses HTML text. It reaches libxml2 as UTF-8, which is detected as it would be in a file.
 Result load_string(Call& call, HostText string, std::uint32_t keep_blanks) {
-    if (keep_blanks > 1) return no_value;
-    const Utf8 text(call, string);
-    if (text.failed()) return text.failure();
-    return load_document(call, keep_blanks, [&] { return htmlParseDoc(text.text(), nullptr); });
+    return load_document<Utf8>(call, string, keep_blanks, [](const Utf8& text) {
+        return htmlParseDoc(text.text(), nullptr);
+    });
 }
 
 /// Writes an HTML document, in one of the accepted encodings or, with another name, as libxml2 chooses.

@@ -12,25 +12,28 @@
 namespace valtrosse {
 namespace {
 
-/// The value of the attribute of this local name, or the DTD's default for it. No value where there is
-/// neither, for a name with a colon and for a node that is no element.
-Result get(Call& call, xmlNode* node, HostText name) {
+/// Looks the attribute up, or the DTD's declaration that gives it a default, and hands what was found
+/// (or null) to result(). No value for a name with a colon and for a node that is no element.
+template <typename Found>
+Result find(Call& call, xmlNode* node, HostText name, Found result) {
     if (!is_element(node) || name.absent()) return no_value;
     const Utf8 local(call, name);
     if (local.failed()) return local.failure();
     if (_x_isLevel1Name(local.text()) != 1) return no_value;
     const LookupDoc lookup(node);
-    return attribute_or_default_value(call, xmlHasProp(node, local.text()));
+    return result(xmlHasProp(node, local.text()));
+}
+
+/// The value of the attribute of this local name, or the DTD's default for it.
+Result get(Call& call, xmlNode* node, HostText name) {
+    return find(call, node, name,
+                [&](const xmlAttr* found) { return attribute_or_default_value(call, found); });
 }
 
 /// The attribute of this local name or, where the DTD gives it a default, its declaration.
 Result get_node(Call& call, xmlNode* node, HostText name) {
-    if (!is_element(node) || name.absent()) return no_value;
-    const Utf8 local(call, name);
-    if (local.failed()) return local.failure();
-    if (_x_isLevel1Name(local.text()) != 1) return no_value;
-    const LookupDoc lookup(node);
-    return call.handle_or_no_value(xmlHasProp(node, local.text()));
+    return find(call, node, name,
+                [&](const xmlAttr* found) { return call.handle_or_no_value(found); });
 }
 
 /// Links the detached attribute `newnode` into the element, in the place of the attribute in no

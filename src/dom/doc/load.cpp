@@ -3,7 +3,6 @@
 
 #include "dom/node/free.hpp"
 #include "dom/node/tree.hpp"
-#include "utf8/text.hpp"
 
 namespace valtrosse {
 
@@ -18,18 +17,14 @@ namespace {
 /// Parses the file at `filepath` (8-bit text). No value when it cannot be read or is not well-formed,
 /// or when `keep_blanks` is neither 0 nor 1.
 Result load_file(Call& call, HostText filepath, std::uint32_t keep_blanks) {
-    if (keep_blanks > 1) return no_value;
-    const Text8 path(call, filepath);
-    if (path.failed()) return path.failure();
-    return load_document(call, keep_blanks, [&] { return xmlParseFile(path.c_str()); });
+    return load_document<Text8>(call, filepath, keep_blanks,
+                                [](const Text8& path) { return xmlParseFile(path.c_str()); });
 }
 
 /// Parses XML text. It reaches libxml2 as UTF-8, whatever encoding its declaration names.
 Result load_string(Call& call, HostText string, std::uint32_t keep_blanks) {
-    if (keep_blanks > 1) return no_value;
-    const Utf8 text(call, string);
-    if (text.failed()) return text.failure();
-    return load_document(call, keep_blanks, [&] { return xmlParseDoc(text.text()); });
+    return load_document<Utf8>(call, string, keep_blanks,
+                               [](const Utf8& text) { return xmlParseDoc(text.text()); });
 }
 
 /// A new, empty document with this version text.

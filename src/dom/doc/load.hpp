@@ -8,7 +8,7 @@
 #include "dom/doc/capture.hpp"
 #include "dom/doc/documents.hpp"
 #include "dom/doc/messages.hpp"
-#include "plugin/frame.hpp"
+#include "utf8/text.hpp"
 
 namespace valtrosse {
 
@@ -16,15 +16,21 @@ namespace valtrosse {
 /// is freed.
 Result document_value(Call& call, xmlDoc* doc);
 
-/// Runs parse() and returns its document's handle, or no value. What libxml2 had to say becomes the
-/// last message of the document or, without one, of the thread and call context.
-/// keep_blanks: 0 drops text of white space between elements, 1 keeps it.
-template <typename Parse>
-Result load_document(Call& call, std::uint32_t keep_blanks, Parse parse) {
+/// Converts the source, runs parse(source) and returns its document's handle, or no value. What libxml2
+/// had to say becomes the last message of the document or, without one, of the thread and call
+/// context.
+/// Source: Text8 for a path, Utf8 for text. keep_blanks: 0 drops text of white space between elements,
+/// 1 keeps it; with another number nothing is parsed.
+template <typename Source, typename Parse>
+Result load_document(Call& call, HostText source, std::uint32_t keep_blanks, Parse parse) {
+    if (keep_blanks > 1) return no_value;
+    const Source converted(call, source);
+    if (converted.failed()) return converted.failure();
+
     Capture capture;
     const int keep_blanks_before = xmlKeepBlanksDefaultValue;
     xmlKeepBlanksDefault(static_cast<int>(keep_blanks));
-    xmlDoc* doc = parse();
+    xmlDoc* doc = parse(converted);
     xmlKeepBlanksDefault(keep_blanks_before);
     if (const XmlString text = capture.finish())
         _x_addMsgCopy(reinterpret_cast<xmlNode*>(doc), call.context(), text.get());

@@ -6,6 +6,7 @@
 #include "dom/doc/messages.hpp"
 #include "dom/node/held.hpp"
 #include "dom/node/namespaces.hpp"
+#include "dom/node/ownership.hpp"
 #include "dom/node/tree.hpp"
 
 namespace valtrosse {
@@ -49,6 +50,7 @@ void free_notations(xmlNode* record) {
 
 bool may_be_freed(const xmlNode* node) {
     if (is_declaration(node)) return false;
+    if (node->type == XML_DTD_NODE) return !belongs_to_document(reinterpret_cast<const xmlDtd*>(node));
     return !node->parent || node->type == XML_NOTATION_NODE;
 }
 
@@ -56,8 +58,12 @@ void free_document(xmlDoc* doc) {
     auto* node = reinterpret_cast<xmlNode*>(doc);
     _x_removeMsg(node, nullptr);
     forget_held(node);
-    forget_held_subtree(node);
-    if (may_have_own_records(doc)) visit_subtree(node, release_own_records);
+    // The external subset hangs nowhere, and XPath leads to it through its declarations.
+    for (xmlNode* part : {node, reinterpret_cast<xmlNode*>(doc->extSubset)}) {
+        if (!part) continue;
+        forget_held_subtree(part);
+        if (may_have_own_records(doc)) visit_subtree(part, release_own_records);
+    }
     free_additional_dtds(doc);
     document_gone(doc);
     xmlFreeDoc(doc);

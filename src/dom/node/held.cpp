@@ -63,9 +63,10 @@ void leave(HeldSlot* slot, const xmlNode* tree) {
 }  // namespace
 
 bool hold(HeldSlot* slot, xmlNode* tree) {
+    if (is_declaration(tree)) tree = nullptr;  // its DTD's for good
     SharedStateLock lock;
     if (*slot == tree) return true;
-    if (!enter(slot, tree)) return false;
+    if (tree && !enter(slot, tree)) return false;
     if (*slot) leave(slot, *slot);
     *slot = tree;
     return true;

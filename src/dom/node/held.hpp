@@ -9,7 +9,8 @@ namespace valtrosse {
 /// An object's word that names the tree it holds, or null.
 using HeldSlot = xmlNode*;
 
-/// Makes the slot hold the tree instead of what it held. False without memory; then nothing changes.
+/// Makes the slot hold the tree instead of what it held; a declaration is nothing to hold. False without
+/// memory; then nothing changes.
 bool hold(HeldSlot* slot, xmlNode* tree);
 /// Empties the slot. Returns what it held, or null.
 xmlNode* release_held(HeldSlot* slot);

@@ -67,13 +67,20 @@ bool is_at_or_above(const xmlNode* ancestor, const xmlNode* node) {
     return node != nullptr;
 }
 
+bool is_reference(const xmlNode* node) { return node->type == XML_ENTITY_REF_NODE; }
+
 /// Whether newnode may be linked under parent: the types fit, no cycle, not below the DTD's own
-/// declaration of an entity, and no DTD that belongs to a document already.
+/// declaration of an entity, nothing below a reference in an attribute, and no DTD that belongs to a
+/// document already.
 bool may_be_linked(const xmlNode* parent, const xmlNode* newnode) {
     if (_x_isValidChild(parent, newnode) != 1) return false;
-    if (parent->type == XML_ENTITY_REF_NODE && parent->children && !first_child(parent))
+    if (is_reference(parent) && parent->children && !first_child(parent)) return false;
+    // Such nodes show in no value and no file, but would nest elements in attributes without end.
+    if (is_reference(parent) && parent->parent && is_attribute(parent->parent)) return false;
+    if (is_attribute(parent) && first_child(newnode)) return false;
+    if (newnode->type == XML_DTD_NODE &&
+        belongs_to_document(reinterpret_cast<const xmlDtd*>(newnode)))
         return false;
-    if (newnode->type == XML_DTD_NODE && newnode->parent) return false;
     return !newnode->children || !is_at_or_above(newnode, parent);
 }
 

@@ -36,6 +36,10 @@ xmlDoc* document_for_lookup(const xmlNode* node) {
     return is_known_document(node->doc) ? node->doc : containing_document(node);
 }
 
+bool belongs_to_document(const xmlDtd* dtd) {
+    return dtd->parent || (is_known_document(dtd->doc) && dtd->doc->extSubset == dtd);
+}
+
 void make_independent(xmlNode* node, xmlDoc* doc) {
     if (is_attribute(node)) remove_id(doc, reinterpret_cast<xmlAttr*>(node));
     if (doc && doc->dict) own_strings(node, doc->dict);
@@ -51,10 +55,13 @@ void adopt(xmlNode* root, const xmlNode* parent) {
     // Outside documents all of a tree names the same: linking a node of that tree's document under it
     // costs nothing, however much hangs below the node.
     if (!doc && root->doc == named && !is_attribute(root)) return;
+    // libxml2 leaves what hangs below a reference behind when it frees the document.
+    if (doc && parent->type == XML_ENTITY_REF_NODE) note_own_records(doc);
     visit_subtree(root, [&](xmlNode* node) {
         node->doc = named;
         if (!doc) return;
         if (is_attribute(node) && node->parent) add_id(doc, reinterpret_cast<xmlAttr*>(node));
+        if (node->type == XML_ENTITY_REF_NODE && first_child(node)) note_own_records(doc);
     });
 }
 

@@ -15,6 +15,10 @@ namespace valtrosse {
 /// exists, else the one that it is in; null when there is neither.
 xmlDoc* document_for_lookup(const xmlNode* node);
 
+/// Whether a DTD is part of a document: it hangs under one or is its external subset, which hangs
+/// nowhere.
+bool belongs_to_document(const xmlDtd* dtd);
+
 /// Makes one node or attribute, on its way out of doc, own all it points at. doc may be null.
 void make_independent(xmlNode* node, xmlDoc* doc);
 

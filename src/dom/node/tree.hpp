@@ -70,16 +70,30 @@ inline xmlAttr* first_attribute(const xmlNode* node) {
 
 inline xmlNode* as_node(xmlAttr* attr) { return reinterpret_cast<xmlNode*>(attr); }
 
-/// Calls visit(xmlNode*) for root and every node below it, and for attributes and the text below them,
-/// each before what hangs below it.
+/// The first node that libxml2 frees with this one: its first attribute, else its first child. An entity
+/// declaration owns what its text was parsed into.
+inline xmlNode* first_owned(const xmlNode* node) {
+    if (xmlAttr* attr = first_attribute(node)) return as_node(attr);
+    if (node->type != XML_ENTITY_DECL) return first_child(node);
+    return node->children && node->children->parent == node ? node->children : nullptr;
+}
+
+/// The node after `node` among all that root owns: attributes and their text come after their element
+/// and before its children. Null at the end.
+inline xmlNode* next_owned(const xmlNode* node, const xmlNode* root) {
+    if (xmlNode* below = first_owned(node)) return below;
+    for (; node != root; node = node->parent) {
+        if (node->next) return node->next;
+        if (is_attribute(node) && node->parent)
+            if (xmlNode* child = first_child(node->parent)) return child;
+    }
+    return nullptr;
+}
+
+/// Calls visit(xmlNode*) for root and every node that it owns, each before what hangs below it.
 template <typename Visit>
 void visit_subtree(xmlNode* root, Visit visit) {
-    for (xmlNode* node = root; node; node = next_in_subtree(node, root)) {
-        visit(node);
-        for (xmlAttr* attr = first_attribute(node); attr; attr = attr->next)
-            for (xmlNode* part = as_node(attr); part; part = next_in_subtree(part, as_node(attr)))
-                visit(part);
-    }
+    for (xmlNode* node = root; node; node = next_owned(node, root)) visit(node);
 }
 
 }  // namespace valtrosse

@@ -40,7 +40,8 @@ void show_version(host::Host& host, const std::string& plugin) {
 }
 
 int run(const cli::CommandLine& line, host::Host& host) {
-    script::Engine engine(host, {.args = line.args, .module_directories = cli::module_directories()});
+    script::Engine engine(host,
+                          {.args = line.args, .module_directories = cli::module_directories()});
     if (line.action == cli::Action::run_code) return engine.run_code(line.script, "-e");
     return engine.run_file(line.script);
 }
@@ -49,9 +50,14 @@ int execute(const cli::CommandLine& line) {
     const std::string plugin = cli::find_plugin(line.plugin);
     host::Host host(plugin);
     switch (line.action) {
-        case cli::Action::list_functions: list_functions(host); return 0;
-        case cli::Action::show_version: show_version(host, plugin); return 0;
-        default: return run(line, host);
+        case cli::Action::list_functions:
+            list_functions(host);
+            return 0;
+        case cli::Action::show_version:
+            show_version(host, plugin);
+            return 0;
+        default:
+            return run(line, host);
     }
 }
 

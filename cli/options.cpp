@@ -11,9 +11,11 @@ namespace {
 constexpr const char* description =
     "Runs a JavaScript file with the functions of the Valtrosse DOM library.";
 constexpr const char* footer =
-    "Everything after SCRIPT belongs to the script and is in its global args; SCRIPT - reads standard "
+    "Everything after SCRIPT belongs to the script and is in its global args; SCRIPT - reads "
+    "standard "
     "input.\n"
-    "Exit code: 0, what the script gives to exit(), 1 after an uncaught error, 2 when nothing could run.";
+    "Exit code: 0, what the script gives to exit(), 1 after an uncaught error, 2 when nothing "
+    "could run.";
 
 class Help : public CLI::Formatter {
     std::string make_usage(const CLI::App*, std::string) const override {
@@ -36,11 +38,12 @@ std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_co
     CLI::App app(description, "vtdom");
     app.formatter(std::make_shared<Help>());
     app.footer(footer);
-    app.prefix_command();   // the first word that is no option of ours ends our part
+    app.prefix_command();  // the first word that is no option of ours ends our part
     auto* code = app.add_option("-e", line.script, "Run CODE instead of a file")->type_name("CODE");
-    app.add_option("--plugin", line.plugin,
-                   "The library; otherwise $VALTROSSE_PLUGIN, or libvaltrosse-dom.so beside vtdom or "
-                   "in ../lib")
+    app.add_option(
+           "--plugin", line.plugin,
+           "The library; otherwise $VALTROSSE_PLUGIN, or libvaltrosse-dom.so beside vtdom or "
+           "in ../lib")
         ->type_name("PATH");
     app.add_flag("--functions", functions, "List the script functions with their parameters");
     app.add_flag("--version", version, "Show the library's versions");

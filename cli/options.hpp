@@ -11,13 +11,13 @@ enum class Action { run_file, run_code, list_functions, show_version };
 
 struct CommandLine {
     Action action = Action::run_file;
-    std::string script;               ///< a path, or the code given with -e
-    std::vector<std::string> args;    ///< everything after the script
-    std::string plugin;               ///< empty: not given
+    std::string script;             ///< a path, or the code given with -e
+    std::vector<std::string> args;  ///< everything after the script
+    std::string plugin;             ///< empty: not given
 };
 
-/// Reads the command line. Nothing is left to do when there is no result: help or a complaint has been
-/// written and exit_code says with what to end.
+/// Reads the command line. Nothing is left to do when there is no result: help or a complaint has
+/// been written and exit_code says with what to end.
 std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_code);
 
 }  // namespace valtrosse::cli

@@ -10,7 +10,8 @@ namespace {
 
 constexpr double largest_integer = 4294967295.0;
 
-/// Plain: made by a literal or Object.create(null), so not an array, a function, bytes, a LIBXMLLife.
+/// Plain: made by a literal or Object.create(null), so not an array, a function, bytes, a
+/// LIBXMLLife.
 bool is_plain_object(duk_context* ctx, duk_idx_t index) {
     if (duk_get_type(ctx, index) != DUK_TYPE_OBJECT || duk_is_array(ctx, index) ||
         duk_is_function(ctx, index) || duk_is_buffer_data(ctx, index)) {
@@ -43,6 +44,7 @@ Places places_by_name(duk_context* ctx, const host::Function& function) {
     duk_enum(ctx, 0, DUK_ENUM_OWN_PROPERTIES_ONLY);
     const duk_idx_t keys = duk_get_top_index(ctx);
     while (duk_next(ctx, keys, 1) != 0) {
+        if (places.count == max_parameters) break;  // a proxy could give a name twice
         duk_size_t size = 0;
         const char* name = duk_get_lstring(ctx, -2, &size);
         const std::size_t parameter = find_parameter(function, {name, size});
@@ -50,7 +52,7 @@ Places places_by_name(duk_context* ctx, const host::Function& function) {
             duk_error_raw(ctx, DUK_ERR_TYPE_ERROR, nullptr, 0, "%s has no parameter %s",
                           function.name.c_str(), name);
         }
-        duk_remove(ctx, -2);   // keeps the value where it is until the call is over
+        duk_remove(ctx, -2);  // keeps the value where it is until the call is over
         places.index[places.count] = duk_get_top_index(ctx);
         places.parameter[places.count] = parameter;
         ++places.count;
@@ -80,9 +82,9 @@ std::uint32_t read_integer(double number, const host::Function& function, std::s
     }
     char text[32] = "NaN";
     if (!std::isnan(number)) std::snprintf(text, sizeof text, "%.17g", number);
-    throw ScriptError(DUK_ERR_TYPE_ERROR,
-                      parameter_of(function, parameter) +
-                          " must be a whole number from 0 to 4294967295, not " + text);
+    throw ScriptError(DUK_ERR_TYPE_ERROR, parameter_of(function, parameter) +
+                                              " must be a whole number from 0 to 4294967295, not " +
+                                              text);
 }
 
 /// Symbols are kept as strings that start with a byte that no text starts with.
@@ -92,11 +94,13 @@ bool is_symbol(std::string_view bytes) {
     return (first >= 0x80 && first < 0xC0) || first == 0xFF;
 }
 
-void check_byte_path(const host::Function& function, std::size_t parameter, std::u16string_view path) {
+void check_byte_path(const host::Function& function, std::size_t parameter,
+                     std::u16string_view path) {
     if (std::any_of(path.begin(), path.end(), [](char16_t unit) { return unit > 0xFF; })) {
-        throw ScriptError(DUK_ERR_ERROR, parameter_of(function, parameter) +
-                                             " takes one byte of the path per character and this path "
-                                             "has characters above U+00FF: pass path8(path)");
+        throw ScriptError(DUK_ERR_ERROR,
+                          parameter_of(function, parameter) +
+                              " takes one byte of the path per character and this path "
+                              "has characters above U+00FF: pass path8(path)");
     }
 }
 
@@ -107,10 +111,14 @@ host::Argument read_value(duk_context* ctx, duk_idx_t index, const BoundFunction
     duk_size_t size = 0;
     switch (duk_get_type(ctx, index)) {
         case DUK_TYPE_NONE:
-        case DUK_TYPE_UNDEFINED: return {};
-        case DUK_TYPE_NULL: return nullptr;
-        case DUK_TYPE_BOOLEAN: return duk_get_boolean(ctx, index) != 0;
-        case DUK_TYPE_NUMBER: return read_integer(duk_get_number(ctx, index), function, parameter);
+        case DUK_TYPE_UNDEFINED:
+            return {};
+        case DUK_TYPE_NULL:
+            return nullptr;
+        case DUK_TYPE_BOOLEAN:
+            return duk_get_boolean(ctx, index) != 0;
+        case DUK_TYPE_NUMBER:
+            return read_integer(duk_get_number(ctx, index), function, parameter);
         case DUK_TYPE_STRING: {
             const char* bytes = duk_get_lstring(ctx, index, &size);
             if (is_symbol({bytes, size})) refuse_value(ctx, index, function, parameter);
@@ -120,7 +128,8 @@ host::Argument read_value(duk_context* ctx, duk_idx_t index, const BoundFunction
             free_units = end;
             return text;
         }
-        default: break;
+        default:
+            break;
     }
     if (!duk_is_buffer_data(ctx, index)) refuse_value(ctx, index, function, parameter);
     // No bytes are still bytes: the pointer of an empty blob is not null.
@@ -172,7 +181,8 @@ std::span<const host::Argument> read_arguments(Runtime& runtime, duk_context* ct
     return {arguments.data(), supplied};
 }
 
-Answer answer_with(Runtime& runtime, duk_context* ctx, const host::Outcome& outcome, ShortText& text) {
+Answer answer_with(Runtime& runtime, duk_context* ctx, const host::Outcome& outcome,
+                   ShortText& text) {
     runtime.scratch.trim();
     const auto pushed = [](bool success) {
         return Answer{success ? Answer::Kind::pushed : Answer::Kind::thrown, 0};

@@ -19,15 +19,15 @@ struct Places {
     bool by_name;
 };
 
-/// Finds the arguments: one plain object alone means a call by name. May throw JavaScript errors (and
-/// run the object's getters), so it comes before anything owns memory.
+/// Finds the arguments: one plain object alone means a call by name. May throw JavaScript errors
+/// (and run the object's getters), so it comes before anything owns memory.
 Places find_places(duk_context* ctx, const host::Function& function);
 
 using Arguments = std::array<host::Argument, max_parameters>;
 
-/// Reads the arguments; their texts stay in the scratch buffer until the next call. Throws ScriptError
-/// for a value that no parameter takes, and for a byte path (see BoundFunction) that is none. Runs no
-/// script and throws no JavaScript error.
+/// Reads the arguments; their texts stay in the scratch buffer until the next call. Throws
+/// ScriptError for a value that no parameter takes, and for a byte path (see BoundFunction) that is
+/// none. Runs no script and throws no JavaScript error.
 std::span<const host::Argument> read_arguments(Runtime& runtime, duk_context* ctx,
                                                const BoundFunction& bound, const Places& places,
                                                Arguments& arguments);
@@ -35,13 +35,14 @@ std::span<const host::Argument> read_arguments(Runtime& runtime, duk_context* ct
 /// What is left to do with an outcome once nothing owns memory any more.
 struct Answer {
     enum class Kind { nothing, pushed, thrown, text } kind;
-    std::size_t size;   // of a text
+    std::size_t size;  // of a text
 };
 
 /// Short texts go through a buffer on the stack and need no guard.
 using ShortText = std::array<char, 1536>;
 
-Answer answer_with(Runtime& runtime, duk_context* ctx, const host::Outcome& outcome, ShortText& text);
+Answer answer_with(Runtime& runtime, duk_context* ctx, const host::Outcome& outcome,
+                   ShortText& text);
 Answer answer_failure(duk_context* ctx, const host::Function& function,
                       std::span<const host::Argument> arguments, const host::Outcome& outcome);
 
@@ -55,15 +56,19 @@ duk_ret_t call_host(Runtime& runtime, duk_context* ctx, const BoundFunction& bou
         Arguments arguments;
         const auto supplied = read_arguments(runtime, ctx, bound, places, arguments);
         const host::Outcome outcome = invoke(supplied);
-        answer = outcome.status() == 0
-                     ? answer_with(runtime, ctx, outcome, text)
-                     : answer_failure(ctx, *bound.function, supplied, outcome);
+        answer = outcome.status() == 0 ? answer_with(runtime, ctx, outcome, text)
+                                       : answer_failure(ctx, *bound.function, supplied, outcome);
     }
     switch (answer.kind) {
-        case Answer::Kind::nothing: return 0;
-        case Answer::Kind::pushed: return 1;
-        case Answer::Kind::text: duk_push_lstring(ctx, text.data(), answer.size); return 1;
-        case Answer::Kind::thrown: break;
+        case Answer::Kind::nothing:
+            return 0;
+        case Answer::Kind::pushed:
+            return 1;
+        case Answer::Kind::text:
+            duk_push_lstring(ctx, text.data(), answer.size);
+            return 1;
+        case Answer::Kind::thrown:
+            break;
     }
     return duk_throw(ctx);
 }

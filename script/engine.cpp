@@ -37,7 +37,7 @@ duk_ret_t describe(duk_context* ctx, void*) {
         return 1;
     }
     duk_get_prop_string(ctx, -2, "fileName");
-    if (duk_is_string(ctx, -1)) {   // not so in an object that only inherits from Error
+    if (duk_is_string(ctx, -1)) {  // not so in an object that only inherits from Error
         duk_push_string(ctx, ":");
         duk_get_prop_string(ctx, -4, "lineNumber");
         duk_concat(ctx, 3);

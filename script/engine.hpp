@@ -28,8 +28,8 @@ inline constexpr int uncaught_error = 1;
 /// The exit code of the process when the JavaScript engine itself cannot go on.
 inline constexpr int engine_failure = 70;
 
-/// One JavaScript world. Globals live as long as the engine; so do the LIBXMLLife objects they hold.
-/// The host must outlive it.
+/// One JavaScript world. Globals live as long as the engine; so do the LIBXMLLife objects they
+/// hold. The host must outlive it.
 class Engine {
 public:
     /// Throws std::runtime_error when the globals cannot be set up.
@@ -38,9 +38,9 @@ public:
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;
 
-    /// Runs a script file, "-" for standard input. Returns the exit code: 0, what the script gave to
-    /// exit(), or uncaught_error after reporting an uncaught error. Throws std::system_error when the
-    /// file cannot be read.
+    /// Runs a script file, "-" for standard input. Returns the exit code: 0, what the script gave
+    /// to exit(), or uncaught_error after reporting an uncaught error. Throws std::system_error
+    /// when the file cannot be read.
     int run_file(const std::string& path);
 
     /// Runs a program given as UTF-8; `name` stands for the file in error messages. require takes

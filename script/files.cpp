@@ -22,7 +22,8 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
 
 File open_file(const std::string& path, const char* mode) {
     // The C library would take the part before the zero for the path.
-    if (path.find('\0') != std::string::npos) throw std::runtime_error("a zero character in a path");
+    if (path.find('\0') != std::string::npos)
+        throw std::runtime_error("a zero character in a path");
     File file(std::fopen(path.c_str(), mode));
     if (!file) fail(path);
     return file;
@@ -48,15 +49,16 @@ std::string read_file(const std::string& path) {
 
 void write_file(const std::string& path, std::string_view content) {
     File file = open_file(path, "wb");
-    const bool written = std::fwrite(content.data(), 1, content.size(), file.get()) == content.size();
+    const bool written =
+        std::fwrite(content.data(), 1, content.size(), file.get()) == content.size();
     // Closing writes what is still buffered, so it can fail like a write.
     if (std::fclose(file.release()) != 0 || !written) fail(path);
 }
 
 std::string clean_source(std::string source, const std::string& name) {
     const std::string repaired = host::to_utf8(host::to_units(source));
-    const auto [bad, ignored] = std::mismatch(source.begin(), source.end(), repaired.begin(),
-                                              repaired.end());
+    const auto [bad, ignored] =
+        std::mismatch(source.begin(), source.end(), repaired.begin(), repaired.end());
     if (bad != source.end()) {
         const auto line = std::count(source.begin(), bad, '\n') + 1;
         throw ScriptError(DUK_ERR_SYNTAX_ERROR, name + ':' + std::to_string(line) +

@@ -15,7 +15,8 @@ constexpr std::array<std::string_view, 4> byte_path_functions = {
 
 std::size_t byte_path_of(const host::Function& function) {
     const auto& names = byte_path_functions;
-    if (std::find(names.begin(), names.end(), function.name) == names.end()) return BoundFunction::none;
+    if (std::find(names.begin(), names.end(), function.name) == names.end())
+        return BoundFunction::none;
     const auto& parameters = function.parameters;
     const auto found = std::find(parameters.begin(), parameters.end(), "filepath");
     return found == parameters.end() ? BoundFunction::none
@@ -45,7 +46,8 @@ void install_functions(Runtime& runtime, duk_context* ctx) {
     duk_push_global_object(ctx);
     for (std::size_t index = 0; index < runtime.functions.size(); ++index) {
         const host::Function& function = *runtime.functions[index].function;
-        duk_push_c_function(ctx, native<call_function>, static_cast<duk_idx_t>(function.parameters.size()));
+        duk_push_c_function(ctx, native<call_function>,
+                            static_cast<duk_idx_t>(function.parameters.size()));
         duk_set_magic(ctx, -1, static_cast<duk_int_t>(index));
         put_function(ctx, function.name.c_str());
     }

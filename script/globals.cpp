@@ -10,7 +10,7 @@ namespace {
 /// Writes the arguments with spaces between them and a line end.
 duk_ret_t write_line(duk_context* ctx, std::ostream& out) {
     const duk_idx_t count = duk_get_top(ctx);
-    for (duk_idx_t k = 0; k < count; ++k) duk_to_string(ctx, k);   // may run toString and throw
+    for (duk_idx_t k = 0; k < count; ++k) duk_to_string(ctx, k);  // may run toString and throw
     std::string line;
     for (duk_idx_t k = 0; k < count; ++k) {
         duk_size_t size = 0;
@@ -23,10 +23,12 @@ duk_ret_t write_line(duk_context* ctx, std::ostream& out) {
     return 0;
 }
 
-duk_ret_t print(Runtime& runtime, duk_context* ctx) { return write_line(ctx, *runtime.options.out); }
+duk_ret_t print(Runtime& runtime, duk_context* ctx) {
+    return write_line(ctx, *runtime.options.out);
+}
 
 duk_ret_t print_error(Runtime& runtime, duk_context* ctx) {
-    runtime.options.out->flush();   // the two usually share a terminal
+    runtime.options.out->flush();  // the two usually share a terminal
     return write_line(ctx, *runtime.options.err);
 }
 
@@ -107,11 +109,10 @@ void install_globals(Runtime& runtime, duk_context* ctx) {
         duk_idx_t parameters;
     };
     duk_push_global_object(ctx);
-    for (const Global& global : {Global{"print", native<print>, DUK_VARARGS},
-                                 Global{"readFile", native<read>, 2},
-                                 Global{"writeFile", native<write>, 2},
-                                 Global{"exit", native<exit>, 1},
-                                 Global{"path8", native<path8>, 1}}) {
+    for (const Global& global :
+         {Global{"print", native<print>, DUK_VARARGS}, Global{"readFile", native<read>, 2},
+          Global{"writeFile", native<write>, 2}, Global{"exit", native<exit>, 1},
+          Global{"path8", native<path8>, 1}}) {
         duk_push_c_function(ctx, global.function, global.parameters);
         put_function(ctx, global.name);
     }

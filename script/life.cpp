@@ -1,5 +1,6 @@
-// LIBXMLLife: a JavaScript object holds one reference to the host's object. The engine counts its own
-// references, so the host's object, and the tree that it holds, end when the last variable lets go.
+// LIBXMLLife: a JavaScript object holds one reference to the host's object. The engine counts its
+// own references, so the host's object, and the tree that it holds, end when the last variable lets
+// go.
 #include "script/calls.hpp"
 
 namespace valtrosse::script {
@@ -80,11 +81,11 @@ bool push_life(Runtime& runtime, duk_context* ctx, const host::ObjectHandle& han
 
 void install_life(duk_context* ctx) {
     duk_push_global_object(ctx);
-    duk_push_c_function(ctx, native<create>, 0);   // LIBXMLLife(), new LIBXMLLife()
+    duk_push_c_function(ctx, native<create>, 0);  // LIBXMLLife(), new LIBXMLLife()
     duk_push_c_function(ctx, native<create>, 0);
     put_function(ctx, "new");
 
-    duk_push_object(ctx);                          // the prototype
+    duk_push_object(ctx);  // the prototype
     duk_push_c_function(ctx, native<add_internal>, 1);
     put_function(ctx, "addInternal");
     duk_push_c_function(ctx, native<remove_internal>, 0);
@@ -92,7 +93,7 @@ void install_life(duk_context* ctx) {
     duk_dup(ctx, -2);
     duk_put_prop_string(ctx, -2, "constructor");
     duk_push_c_function(ctx, finalize, 2);
-    duk_set_finalizer(ctx, -2);                    // inherited by the objects
+    duk_set_finalizer(ctx, -2);  // inherited by the objects
 
     duk_push_global_stash(ctx);
     duk_dup(ctx, -2);

@@ -14,7 +14,8 @@ namespace {
 constexpr const char* cache_key = DUK_HIDDEN_SYMBOL("modules");
 constexpr const char* directory_key = DUK_HIDDEN_SYMBOL("directory");
 
-/// The file that a module name means, as a path fit to be shown; throws ScriptError when there is none.
+/// The file that a module name means, as a path fit to be shown; throws ScriptError when there is
+/// none.
 fs::path resolve(const Runtime& runtime, const std::string& name, const std::string& from) {
     std::vector<fs::path> directories;
     if (name.starts_with("./") || name.starts_with("../") || name.starts_with("/")) {
@@ -25,7 +26,7 @@ fs::path resolve(const Runtime& runtime, const std::string& name, const std::str
     }
     for (const fs::path& directory : directories) {
         for (const char* suffix : {"", ".js"}) {
-            const fs::path path = (directory / (name + suffix)).lexically_normal();
+            fs::path path = (directory / (name + suffix)).lexically_normal();
             std::error_code ignored;
             if (fs::is_regular_file(path, ignored)) return path;
         }
@@ -49,7 +50,8 @@ bool push_cached(duk_context* ctx, duk_idx_t key) {
     return true;
 }
 
-/// Runs the module function on top of the stack; pushes its exports, or the error and returns false.
+/// Runs the module function on top of the stack; pushes its exports, or the error and returns
+/// false.
 bool run_module(duk_context* ctx, duk_idx_t key, duk_idx_t file, duk_idx_t directory) {
     const duk_idx_t function = duk_get_top_index(ctx);
     duk_push_global_stash(ctx);
@@ -63,7 +65,7 @@ bool run_module(duk_context* ctx, duk_idx_t key, duk_idx_t file, duk_idx_t direc
     duk_put_prop_string(ctx, module, "exports");
     duk_dup(ctx, key);
     duk_dup(ctx, module);
-    duk_put_prop(ctx, cache);   // before it runs: a module that it requires may require it
+    duk_put_prop(ctx, cache);  // before it runs: a module that it requires may require it
 
     duk_dup(ctx, function);
     duk_get_prop_string(ctx, module, "exports");
@@ -72,7 +74,7 @@ bool run_module(duk_context* ctx, duk_idx_t key, duk_idx_t file, duk_idx_t direc
     duk_dup(ctx, file);
     duk_dup(ctx, directory);
     if (duk_pcall(ctx, 5) != DUK_EXEC_SUCCESS) {
-        duk_dup(ctx, key);      // a module that failed is tried again next time
+        duk_dup(ctx, key);  // a module that failed is tried again next time
         duk_del_prop(ctx, cache);
         return false;
     }

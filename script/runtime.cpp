@@ -29,7 +29,8 @@ duk_ret_t install(duk_context* ctx, void* data) {
 }  // namespace
 
 Runtime::Runtime(host::Host& the_host, Options the_options)
-    : host(the_host), options(std::move(the_options)) {
+    : host(the_host),
+      options(std::move(the_options)) {
     if (options.out == nullptr) options.out = &std::cout;
     if (options.err == nullptr) options.err = &std::cerr;
     // In the engine's form from the start: what is pushed during set-up must not be converted then.
@@ -46,7 +47,7 @@ Runtime::Runtime(host::Host& the_host, Options the_options)
 }
 
 Runtime::~Runtime() {
-    duk_destroy_heap(ctx);   // finalizers run here and still find everything in place
+    duk_destroy_heap(ctx);  // finalizers run here and still find everything in place
 }
 
 bool push_text(duk_context* ctx, std::string_view engine_text) {

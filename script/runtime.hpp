@@ -1,11 +1,12 @@
 // What the parts of the engine share, and the two rules under which they are written:
 //
-// 1. A JavaScript error is a longjmp. No engine function that may throw one (most may: they allocate)
-//    is called while a C++ object that owns something is on the stack, except through guarded().
+// 1. A JavaScript error is a longjmp. No engine function that may throw one (most may: they
+//    allocate) is called while a C++ object that owns something is on the stack, except through
+//    guarded().
 // 2. No C++ exception leaves a native function: native<> turns it into a JavaScript error.
 //
-// Finalizers of scripts may run whenever the engine allocates and may call everything again, so nothing
-// that a nested call would overwrite (the scratch buffer) is in use then either.
+// Finalizers of scripts may run whenever the engine allocates and may call everything again, so
+// nothing that a nested call would overwrite (the scratch buffer) is in use then either.
 #pragma once
 
 #include <duktape.h>
@@ -27,7 +28,8 @@ namespace valtrosse::script {
 /// A JavaScript error in the making; the message is UTF-8.
 struct ScriptError : std::runtime_error {
     ScriptError(duk_errcode_t error_code, const std::string& message)
-        : std::runtime_error(message), code(error_code) {}
+        : std::runtime_error(message),
+          code(error_code) {}
     duk_errcode_t code;
 };
 
@@ -35,13 +37,13 @@ struct ScriptError : std::runtime_error {
 struct BoundFunction {
     static constexpr std::size_t none = static_cast<std::size_t>(-1);
     const host::Function* function;
-    std::size_t byte_path;   ///< the parameter that is a path of one byte per unit, or none
+    std::size_t byte_path;  ///< the parameter that is a path of one byte per unit, or none
 };
 
 /// A host object that a JavaScript object stands for, with the one reference that it holds.
 struct Life {
     host::ObjectHandle handle;
-    void* js_object;   ///< borrowed: its finalizer removes the entry
+    void* js_object;  ///< borrowed: its finalizer removes the entry
 };
 
 struct Runtime {
@@ -58,15 +60,15 @@ struct Runtime {
 
     host::Host& host;
     Options options;
-    std::vector<BoundFunction> functions;          // indexed by the magic number of the function object
+    std::vector<BoundFunction> functions;  // indexed by the magic number of the function object
     Scratch scratch;
     std::unordered_map<vt_object*, Life> lives;
-    std::optional<int> exit_code;                  // set by exit(): from then on nothing runs any more
+    std::optional<int> exit_code;  // set by exit(): from then on nothing runs any more
     duk_context* ctx = nullptr;
 };
 
-/// Runs `work`, which owns nothing and leaves one value on top of the stack. A JavaScript error ends the
-/// work and is left there instead; the result is then false.
+/// Runs `work`, which owns nothing and leaves one value on top of the stack. A JavaScript error
+/// ends the work and is left there instead; the result is then false.
 template <typename Work>
 bool guarded(duk_context* ctx, Work work) {
     const auto run = [](duk_context*, void* data) -> duk_ret_t {
@@ -103,8 +105,8 @@ duk_ret_t native(duk_context* ctx) {
 /// The string argument at an index, in the engine's form; anything else throws ScriptError.
 std::string_view text_argument(duk_context* ctx, duk_idx_t index, const char* what);
 
-/// Puts the native function on top of the stack into the object below it, under that name, which also
-/// becomes its own name in stack traces.
+/// Puts the native function on top of the stack into the object below it, under that name, which
+/// also becomes its own name in stack traces.
 void put_function(duk_context* ctx, const char* name);
 
 // Each puts its globals in place; they may throw JavaScript errors.
@@ -118,15 +120,16 @@ void install_globals(Runtime& runtime, duk_context* ctx);
 /// Replaces the global require by one that starts from this directory (UTF-8).
 void set_main_directory(duk_context* ctx, const char* directory);
 
-/// Pushes the JavaScript object of a host object, made now if it has none; see guarded() for the result.
+/// Pushes the JavaScript object of a host object, made now if it has none; see guarded() for the
+/// result.
 bool push_life(Runtime& runtime, duk_context* ctx, const host::ObjectHandle& handle);
 
 /// The whole of a file, "-" for standard input. Throws std::system_error.
 std::string read_file(const std::string& path);
 /// Replaces the content of a file. Throws std::system_error.
 void write_file(const std::string& path, std::string_view content);
-/// A program text without a byte order mark and with a #! line made a comment; lines keep their numbers.
-/// Throws ScriptError for text that is not UTF-8; `name` is the file that it names.
+/// A program text without a byte order mark and with a #! line made a comment; lines keep their
+/// numbers. Throws ScriptError for text that is not UTF-8; `name` is the file that it names.
 std::string clean_source(std::string source, const std::string& name);
 
 }  // namespace valtrosse::script

@@ -10,12 +10,13 @@ namespace valtrosse::script {
 
 namespace {
 
-constexpr std::size_t smallest_scratch = 1024;        // units
+constexpr std::size_t smallest_scratch = 1024;         // units
 constexpr std::size_t largest_kept_scratch = 1 << 20;  // units
 
 constexpr char16_t replacement = 0xFFFD;
 
-/// The number of leading bytes that are ASCII, looked at eight at a time; may stop up to seven early.
+/// The number of leading bytes that are ASCII, looked at eight at a time; may stop up to seven
+/// early.
 std::size_t ascii_run(const unsigned char* bytes, std::size_t count) {
     std::size_t done = 0;
     for (; done + 8 <= count; done += 8) {

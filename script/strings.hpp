@@ -1,8 +1,9 @@
 // The crossing between the engine's strings and 16-bit text.
 //
-// The engine keeps a string as the UTF-8 form of each 16-bit unit by itself: a character above U+FFFF
-// is two surrogates of three bytes each, a lone surrogate is three bytes like any other unit. Both
-// directions are exact. Only String.fromCharCode with a number above 0xFFFF makes longer sequences.
+// The engine keeps a string as the UTF-8 form of each 16-bit unit by itself: a character above
+// U+FFFF is two surrogates of three bytes each, a lone surrogate is three bytes like any other
+// unit. Both directions are exact. Only String.fromCharCode with a number above 0xFFFF makes longer
+// sequences.
 #pragma once
 
 #include <cstddef>

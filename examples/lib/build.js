@@ -1,0 +1,34 @@
+// Building parts of documents with fewer words.
+var dom = require('./dom');
+
+/** A new attribute with a value, in no namespace when uri is left out. It is not linked yet. */
+exports.attribute = function (doc, name, value, uri) {
+    var attribute = uri ? xmlDOMDocCreateNodeNS(doc, dom.Type.ATTRIBUTE, name, uri)
+                        : xmlDOMDocCreateNode(doc, dom.Type.ATTRIBUTE, name);
+    exports.append(attribute, [xmlDOMDocCreateNode(doc, dom.Type.TEXT, value)]);
+    return attribute;
+};
+
+/**
+ * A new element, not linked yet. Its name is 'prefix:local'; ':local' is in the default namespace.
+ * attributes: values by name. content: handles of nodes, and strings that become text.
+ */
+exports.element = function (doc, name, uri, attributes, content) {
+    var element = xmlDOMDocCreateNodeNS(doc, dom.Type.ELEMENT, name, uri);
+    Object.keys(attributes).forEach(function (key) {
+        xmlDOMElementSetAttributeNode(element, exports.attribute(doc, key, attributes[key]));
+    });
+    return exports.append(element, content.map(function (item) {
+        return typeof item === 'string' ? xmlDOMDocCreateNode(doc, dom.Type.TEXT, item) : item;
+    }));
+};
+
+/** Links nodes as the last ones below a parent; the parent. */
+exports.append = function (parent, nodes) {
+    nodes.forEach(function (node) {
+        if (xmlDOMNodeAddChild(dom.Place.LAST_CHILD, parent, node) === undefined) {
+            throw new Error(xmlDOMNodeGetName(node) + ' cannot be in ' + xmlDOMNodeGetName(parent));
+        }
+    });
+    return parent;
+};

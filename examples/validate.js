@@ -1,0 +1,85 @@
+// Validates documents against the real DocBook DTD, and tells what an empty report means.
+// vtdom validate.js OUTPUT_FOLDER
+var dom = require('./lib/dom');
+var build = require('./lib/build');
+var places = require('./lib/places');
+var report = require('./lib/report');
+
+/**
+ * The file in which validation looks for the DTD: a system identifier with a dot and a slash is
+ * taken as it is, any other one is looked for beside the document.
+ */
+function dtdPath(doc, systemId) {
+    if (/\./.test(systemId) && /\//.test(systemId)) return systemId;
+    var url = xmlDOMDocGetProperty(doc, dom.Property.URL) || '';
+    return url.substr(0, url.lastIndexOf('/') + 1) + systemId;
+}
+
+function isLoadable(path) {
+    var dtd = xmlDOMDocLoadDoctype('', path);
+    if (!dtd) return false;
+    xmlDOMNodeFreeNode(dtd);
+    return true;
+}
+
+/** The report for the document with a small mistake added, which is taken out again. */
+function reportWithMistake(doc) {
+    var root = xmlDOMDocGetRootNode(doc);
+    var mistake = build.attribute(doc, 'no-such-attribute', '');
+    xmlDOMElementSetAttributeNode(root, mistake);
+    var text = xmlDOMDocValidateDTD(doc);
+    xmlDOMElementRemoveAttributeNode(root, mistake);
+    xmlDOMNodeFreeNode(mistake);
+    return text;
+}
+
+/**
+ * {verdict, report} of a document. An empty report has three meanings: the document is valid, its
+ * DTD was not found, or the report is longer than 4998 bytes.
+ */
+function validate(doc) {
+    var text = xmlDOMDocValidateDTD(doc);
+    if (text !== '') return { verdict: 'not valid', report: text };
+
+    var doctype = dom.children(doc).filter(function (node) {
+        return xmlDOMNodeGetType(node) === dom.Type.DOCTYPE;
+    })[0];
+    var systemId = doctype && xmlDOMDoctypeGetProperty(doctype, 1);
+    if (systemId && !isLoadable(dtdPath(doc, systemId))) {
+        return { verdict: 'DTD not found', report: '' };
+    }
+    // One mistake more makes a short report of none, but leaves one that is too long too long.
+    var valid = reportWithMistake(doc) !== '';
+    return { verdict: valid ? 'valid' : 'not valid, too much to report', report: '' };
+}
+
+/** Gives every paragraph a hundred attributes that the DTD does not know. */
+function breakEverywhere(doc) {
+    for (var i = 0; i < 100; i++) {
+        dom.select(xmlDOMDocGetRootNode(doc), '//para').forEach(function (para) {
+            xmlDOMElementSetAttributeNode(para, build.attribute(doc, 'wrong-' + i, ''));
+        });
+    }
+    return doc;
+}
+
+function show(title, doc, expected) {
+    var life = LIBXMLLife.new().addInternal(doc);
+    report.section(title);
+    var result = validate(doc);
+    print('  ' + result.verdict);
+    // Content models are long: the whole report is in the output folder.
+    if (result.report) {
+        writeFile(places.output('report.txt'), result.report);
+        print(report.indent(result.report.replace(/expecting .*, got/g, 'expecting ..., got')
+            .replace(/^.*\/(?=[^\/]*: element)/gm, '')));
+    }
+    report.check('that was expected', result.verdict === expected);
+}
+
+show('A valid article', dom.load(places.data('article.xml'), 1), 'valid');
+show('A broken article', dom.load(places.data('broken-article.xml'), 1), 'not valid');
+show('An article with more mistakes than a report holds',
+    breakEverywhere(dom.load(places.data('article.xml'), 1)), 'not valid, too much to report');
+show('A document whose DTD is not there (libxml2 says so on standard error)',
+    xmlDOMDocLoadXMLString('<!DOCTYPE note SYSTEM "./absent.dtd"><note/>', 1), 'DTD not found');

@@ -29,7 +29,8 @@ vt_host_function address_of(Entry* entry) {
 }
 
 vt_host_function registration_callback(vt_registration_context* context, std::uint32_t id) {
-    return context->provider->get_function(id);
+    const vt_get_function_by_id get_function = context->provider->get_function;
+    return get_function ? get_function(id) : nullptr;
 }
 
 /// Writes count decimal digits of number, or number signs when it has more.

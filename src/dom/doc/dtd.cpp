@@ -38,7 +38,7 @@ Result load(Call& call, HostText public_id, HostText system_id) {
 /// belongs to a document already.
 Result set_external(Call& call, xmlDoc* doc, xmlDtd* dtd) {
     if (doc->type != XML_DOCUMENT_NODE || dtd->type != XML_DTD_NODE) return no_value;
-    if (doc->intSubset || dtd->parent) return no_value;
+    if (doc->intSubset || belongs_to_document(dtd)) return no_value;
     // libxml2 finds the right place among the document's children for a placeholder.
     xmlDtd* const placeholder =
         xmlCreateIntSubset(doc, dtd->name, dtd->ExternalID, dtd->SystemID);

@@ -16,10 +16,11 @@ xmlChar* _x_pathFromDocDtdPaths(const xmlChar* document_url, const xmlChar* syst
     if (!system_id) return nullptr;
     if (xmlStrchr(system_id, '.') && xmlStrchr(system_id, '/')) return xmlStrdup(system_id);
     if (!document_url) return nullptr;
-    int directory = xmlStrlen(document_url);
-    while (directory > 0 && document_url[directory - 1] != '/') --directory;
-    if (directory == 0) return xmlStrdup(system_id);
-    return xmlStrncatNew(xmlStrndup(document_url, directory), system_id, -1);
+    int length = xmlStrlen(document_url);
+    while (length > 0 && document_url[length - 1] != '/') --length;
+    if (length == 0) return xmlStrdup(system_id);
+    const valtrosse::XmlString directory(xmlStrndup(document_url, length));
+    return directory ? xmlStrncatNew(directory.get(), system_id, -1) : nullptr;
 }
 
 namespace valtrosse {

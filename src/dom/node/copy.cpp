@@ -35,7 +35,8 @@ public:
     xmlNode* run() {
         root_ = copy_node(source_);
         if (!root_) return nullptr;
-        if (deep_) copy_below(source_, root_);
+        // An attribute is complete already: its text comes with it, deep or not.
+        if (deep_ && !is_attribute(source_)) copy_below(source_, root_);
         if (is_document(root_)) finish_document(reinterpret_cast<xmlDoc*>(root_));
         if (!failed_) return root_;
         _x_freeNode(root_);

@@ -1,0 +1,143 @@
+// What the tests of the library share: a host for each test, documents from text, files that go away.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <libxml/tree.h>
+#include <libxml/xmlerror.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/host.hpp"
+
+namespace valtrosse::host {
+
+using Handle = std::uint32_t;
+
+inline bool under_valgrind() { return std::getenv("VALTROSSE_UNDER_VALGRIND") != nullptr; }
+
+inline Handle handle_of(const void* object) {
+    return static_cast<Handle>(reinterpret_cast<std::uintptr_t>(object));
+}
+inline xmlNode* node_of(Handle handle) { return reinterpret_cast<xmlNode*>(handle); }
+inline const char* chars(const xmlChar* text) { return reinterpret_cast<const char*>(text); }
+
+/// Drops what libxml2 reports in this thread, until the library parses something: many tests provoke
+/// failures.
+inline void silence_libxml2() {
+    struct Nobody {
+        static void hears(void*, const char*, ...) {}
+    };
+    xmlSetGenericErrorFunc(nullptr, Nobody::hears);
+}
+
+/// A path in the tests' own folder; what is there goes with the object.
+class TempFile {
+public:
+    explicit TempFile(const std::string& name = "file.xml")
+        : path_(testing::TempDir() + "/" + std::to_string(getpid()) + "-" + name) {}
+    TempFile(const std::string& name, std::string_view content) : TempFile(name) {
+        std::ofstream(path_, std::ios::binary) << content;
+    }
+    ~TempFile() { std::filesystem::remove_all(path_); }
+    TempFile(const TempFile&) = delete;
+    TempFile& operator=(const TempFile&) = delete;
+
+    const std::string& path() const { return path_; }
+    bool exists() const { return std::filesystem::exists(path_); }
+    std::string content() const {
+        std::ifstream file(path_, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+private:
+    std::string path_;
+};
+
+/// A host for each test. Documents that load() made and free() did not free go at its end; then no
+/// block and no value of the host may be left, and no host function of no use may have been called.
+class LibraryTest : public testing::Test {
+protected:
+    void TearDown() override {
+        host.faults() = {};
+        while (!documents_.empty()) free(documents_.back());
+        EXPECT_EQ(host.counters().live_blocks, 0U);
+        EXPECT_EQ(host.counters().live_values, 0U);
+        EXPECT_EQ(host.counters().unused_ids_called, 0U);
+    }
+
+    template <typename... T>
+    Outcome call(std::string_view function, const T&... args) {
+        silence_libxml2();
+        return host.call(function, {Argument(args)...});
+    }
+    /// The integer that a call gives; 0 when it gives no value.
+    template <typename... T>
+    Handle get(std::string_view function, const T&... args) {
+        const Outcome outcome = call(function, args...);
+        return outcome.no_value() ? 0 : outcome.handle();
+    }
+    /// The text that a call gives; "none" when it gives no value.
+    template <typename... T>
+    std::string text(std::string_view function, const T&... args) {
+        const Outcome outcome = call(function, args...);
+        return outcome.no_value() ? "none" : outcome.utf8();
+    }
+    template <typename... T>
+    bool gives_no_value(std::string_view function, const T&... args) {
+        const Outcome outcome = call(function, args...);
+        return outcome.status() == VT_OK && outcome.result_set() && outcome.no_value();
+    }
+
+    Handle load(std::string_view xml, std::uint32_t keep_blanks = 1) {
+        return keep(get("xmlDOMDocLoadXMLString", xml, keep_blanks));
+    }
+    Handle load_root(std::string_view xml) { return get("xmlDOMDocGetRootNode", load(xml)); }
+    /// Frees the document, wherever it comes from, at the end of the test.
+    Handle keep(Handle document) {
+        if (document != 0) documents_.push_back(document);
+        return document;
+    }
+    void free(Handle document) {
+        std::erase(documents_, document);
+        EXPECT_EQ(call("xmlDOMDocFreeDoc", document).integer(), 0U);
+    }
+
+    std::vector<Handle> select(Handle node, std::string_view expression) {
+        return call("xmlDOMNodeSelectNodes", node, expression).handles();
+    }
+    /// The only node that the expression selects.
+    Handle find(Handle node, std::string_view expression) {
+        const std::vector<Handle> found = select(node, expression);
+        EXPECT_EQ(found.size(), 1U) << expression;
+        return found.size() == 1 ? found[0] : 0;
+    }
+    Handle relative(Handle node, std::uint32_t step) {
+        return get("xmlDOMNodeGetRelative", node, step);
+    }
+    std::string name(Handle node) { return text("xmlDOMNodeGetName", node); }
+    std::string value(Handle node) { return text("xmlDOMNodeGetValue", node); }
+
+    /// The node with all below it, as libxml2 writes it.
+    static std::string dump(Handle node) {
+        xmlBuffer* buffer = xmlBufferCreate();
+        xmlNodeDump(buffer, node_of(node)->doc, node_of(node), 0, 0);
+        std::string written(chars(xmlBufferContent(buffer)));
+        xmlBufferFree(buffer);
+        return written;
+    }
+
+    Host host{VALTROSSE_PLUGIN_PATH};
+
+private:
+    std::vector<Handle> documents_;
+};
+
+}  // namespace valtrosse::host

@@ -1,0 +1,288 @@
+// Host text to UTF-8 and 8-bit text, and back.
+#include <array>
+#include <memory>
+#include <random>
+
+#include "tests/fixture.hpp"
+
+namespace valtrosse::host {
+namespace {
+
+/// The UTF-8 of units, one sequence each, computed digit by digit.
+std::vector<Blob> sequences(std::u16string_view text) {
+    std::vector<Blob> all;
+    const auto byte = [](unsigned value) { return static_cast<std::uint8_t>(value); };
+    for (const unsigned unit : text) {
+        if (unit < 128)
+            all.push_back({byte(unit)});
+        else if (unit < 2048)
+            all.push_back({byte(192 + unit / 64), byte(128 + unit % 64)});
+        else
+            all.push_back(
+                {byte(224 + unit / 4096), byte(128 + unit / 64 % 64), byte(128 + unit % 64)});
+    }
+    return all;
+}
+
+Blob utf8_of(std::u16string_view text) {
+    Blob bytes;
+    for (const Blob& sequence : sequences(text))
+        bytes.insert(bytes.end(), sequence.begin(), sequence.end());
+    return bytes;
+}
+
+class Utf8 : public LibraryTest {
+protected:
+    using Result = std::pair<vt_status, std::uint32_t>;  // status and count
+    static constexpr std::uint32_t untouched = 0xABCDABCD;
+
+    // Input and output lie in blocks of exactly their size, so that valgrind sees a step beyond; the
+    // input starts `shift` bytes or units off the alignment.
+
+    /// Encodes and compares all that is written with what must be.
+    void expect_encoded(std::u16string_view text, std::uint32_t capacity, std::size_t shift = 0) {
+        const auto in = std::make_unique<char16_t[]>(shift + text.size());
+        std::copy(text.begin(), text.end(), in.get() + shift);
+        const auto out = std::make_unique<std::uint8_t[]>(capacity);
+        std::fill_n(out.get(), capacity, 0xEE);
+        Blob wanted(capacity, 0xEE);
+        std::uint32_t length = 0;
+        bool fits = true;
+        auto all = sequences(text);
+        all.push_back({0});
+        for (const Blob& sequence : all) {  // the first that does not fit is the last
+            fits = fits && length + sequence.size() <= capacity;
+            if (fits) std::copy(sequence.begin(), sequence.end(), &wanted[length]);
+            length += static_cast<std::uint32_t>(sequence.size());
+        }
+        Result got{0, untouched};
+        got.first = to_utf8(in.get() + shift, static_cast<std::uint32_t>(text.size()), out.get(),
+                            capacity, &got.second);
+        ASSERT_EQ(got, Result(fits ? 0 : 28, length - 1)) << text.size() << " " << capacity;
+        ASSERT_TRUE(std::equal(wanted.begin(), wanted.end(), out.get()))
+            << length << " " << capacity;
+    }
+    /// Decodes into out, which has room for as many units as it is long; into null for a null out.
+    Result decode(const Blob& utf8, std::u16string* out, std::size_t shift = 0) {
+        const auto in = std::make_unique<std::uint8_t[]>(shift + utf8.size());
+        std::copy(utf8.begin(), utf8.end(), in.get() + shift);
+        const auto units = std::make_unique<char16_t[]>(out ? out->size() : 0);
+        Result got{0, untouched};
+        got.first = from_utf8(in.get() + shift, static_cast<std::uint32_t>(utf8.size()),
+                              out ? units.get() : nullptr,
+                              out ? static_cast<std::uint32_t>(out->size()) : 0, &got.second);
+        if (out) std::copy_n(units.get(), out->size(), out->begin());
+        return got;
+    }
+
+    using Word = std::uint32_t;
+    template <typename In, typename Out, typename... Rest>
+    using Into = vt_status (*)(const In*, Word, Out, Word, Rest...);
+    template <typename In, typename Out, typename... Rest>
+    using New = vt_status (*)(vt_host_runtime*, const In*, Word, Out**, Word, Rest...);
+    template <typename F>
+    F function(const char* name) {
+        return host.symbol_as<F>((std::string("TOVIKUTF8_") + name).c_str());
+    }
+
+    Into<char16_t, std::uint8_t*, Word*> to_utf8 = function<decltype(to_utf8)>("ToUTF8");
+    Into<std::uint8_t, char16_t*, Word*> from_utf8 = function<decltype(from_utf8)>("FromUTF8");
+    New<char16_t, std::uint8_t, Word*> to_utf8_new =
+        function<decltype(to_utf8_new)>("TOVIKToUTF8_New");
+    New<std::uint8_t, char16_t, Word*> from_utf8_new =
+        function<decltype(from_utf8_new)>("UTF8ToTOVIK_New");
+    New<char16_t, std::uint8_t> to_char_new = function<decltype(to_char_new)>("TOVIKToChar_New");
+    New<std::uint8_t, char16_t> from_char_new =
+        function<decltype(from_char_new)>("CharToTOVIK_New");
+};
+
+TEST_F(Utf8, every_unit_crosses_and_comes_back) {
+    std::u16string all(0x10000, u'\0');
+    for (std::size_t unit = 0; unit < all.size(); ++unit) all[unit] = static_cast<char16_t>(unit);
+    for (int round = 0; round < 2; ++round) {
+        const Blob utf8 = utf8_of(all);
+        EXPECT_EQ(call("xmlUTF8Encode", all).blob(), utf8);
+        EXPECT_EQ(call("xmlUTF8Decode", utf8).text(), all);
+        // Again in an order in which kinds of units meet at every position of a vector.
+        std::shuffle(all.begin(), all.end(), std::mt19937(1));
+    }
+}
+
+TEST_F(Utf8, frame_buffers_end_at_200) {
+    EXPECT_TRUE(call("xmlUTF8Encode", u"").blob().empty());
+    EXPECT_TRUE(call("xmlUTF8Decode", Blob{}).text().empty());
+    EXPECT_TRUE(call("xmlUTF8Encode", Argument::string_without_text()).blob().empty());
+    for (std::size_t count : {197U, 198U, 199U, 200U, 201U, 300U})
+        for (char16_t last : {u'a', u'\u00e9', u'\u20ac'}) {
+            const std::u16string text = std::u16string(count - 1, u'a') + last;
+            const Blob utf8 = utf8_of(text);
+            const auto before = host.counters().allocations;
+            EXPECT_EQ(call("xmlUTF8Encode", text).blob(), utf8);
+            const auto between = host.counters().allocations;
+            EXPECT_EQ(call("xmlUTF8Decode", utf8).text(), text);
+            EXPECT_EQ(between - before, utf8.size() > 199 ? 1U : 0U) << count;
+            EXPECT_EQ(host.counters().allocations - between, count > 200 ? 1U : 0U) << count;
+        }
+}
+
+TEST_F(Utf8, random_text_in_every_capacity) {
+    std::mt19937 random(2);
+    const auto below = [&](std::size_t limit) { return random() % limit; };
+    for (int round = under_valgrind() ? 180 : 0; round < 200; ++round) {
+        // Runs of ASCII and of other units, of lengths about that of a vector, cut off anywhere.
+        std::u16string text;
+        while (text.size() < below(90)) {
+            const std::size_t limit = std::array{0x80U, 0x80U, 0x800U, 0x10000U}[below(4)];
+            for (std::size_t run = below(40); run > 0; --run)
+                text += static_cast<char16_t>(below(limit));
+        }
+        const Blob utf8 = utf8_of(text);
+        for (std::uint32_t capacity = 0; capacity < utf8.size() + 3; ++capacity)
+            ASSERT_NO_FATAL_FAILURE(expect_encoded(text, capacity, capacity % 9));
+        const auto count = static_cast<std::uint32_t>(text.size());
+        for (std::uint32_t capacity = 0; capacity < count + 2; ++capacity) {
+            std::u16string out(capacity, u'\0'), wanted = text;
+            wanted.resize(capacity);
+            ASSERT_EQ(decode(utf8, &out, capacity % 17), Result(capacity < count ? 28 : 0, count));
+            ASSERT_EQ(out, wanted);
+        }
+    }
+}
+
+TEST_F(Utf8, faults_of_the_input_in_order) {
+    const struct {
+        Blob utf8;
+        vt_status status;
+        std::u16string units;
+    } cases[] = {
+        {{0xC0, 0x80}, 0, {0}},  // over-long forms
+        {{0xE0, 0x80, 0xAF}, 0, u"/"},
+        {{0xF0, 0x8F, 0xBF, 0xBF}, 0, {0xFFFF}},
+        {{0xF8, 0x80, 0x8F, 0xBF, 0xBF}, 0, {0xFFFF}},
+        {{0xFC, 0x80, 0x80, 0x82, 0x82, 0xAC}, 0, u"\u20ac"},
+        {{0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80}, 0, {0xD83D, 0xDE00}},  // surrogates stay apart
+        {{0x80}, 33, {}},
+        {{0xBF, 'a'}, 33, {}},
+        {{0xFF}, 33, {}},
+        {{0xC3}, 33, {}},
+        {{0xFE, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80}, 33, {}},
+        {{0xC3, 0x28}, 33, {}},
+        {{0xC3, 0xC3}, 33, {}},
+        {{0xE2, 0x82}, 33, {}},
+        {{0xE2, 0x82, 'a'}, 33, {}},
+        {{0xFC, 0x80, 0x80, 0x82, 0x82}, 33, {}},
+        {{0xF0, 0x9F, 0x98, 0x80}, 62, {}},
+        {{0xF0, 0x90, 0x80, 0x80}, 62, {}},
+        {{0xF8, 0x80, 0x90, 0x80, 0x80}, 62, {}},
+        {{0xFC, 0x80, 0x80, 0x90, 0x80, 0x80}, 62, {}},
+        {{0xFD, 0xBF, 0xBF, 0xBF, 0xBF, 0xBF}, 62, {}},
+        {{0xF0, 0x9F, 0x98}, 33, {}},
+        {{0xF0, 0x9F, 0x98, 'a'}, 33, {}},        // before it is too large
+        {{0xFD, 0xBF, 0xBF, 0xBF, 'a'}, 62, {}},  // and after that
+        {{0x80, 0xF0, 0x9F, 0x98, 0x80}, 33, {}}};
+    for (const auto& c : cases)
+        for (std::size_t before : {0U, 3U, 16U, 31U}) {
+            Blob utf8(before, 'a');
+            utf8.insert(utf8.end(), c.utf8.begin(), c.utf8.end());
+            const std::string shown = testing::PrintToString(utf8);
+            const std::u16string units = std::u16string(before, u'a') + c.units;
+            const auto count = c.status ? untouched : static_cast<std::uint32_t>(units.size());
+            std::u16string room(40, u'\0'), no_room;
+            EXPECT_EQ(decode(utf8, &room), Result(c.status, count)) << shown;
+            EXPECT_EQ(room.substr(0, units.size()), units) << shown;
+            // A fault behind the room counts as well.
+            EXPECT_EQ(decode(utf8, &no_room), Result(c.status ? c.status : 28, count)) << shown;
+            EXPECT_EQ(decode(utf8, nullptr), Result(c.status ? c.status : 28, count)) << shown;
+            const Outcome outcome = call("xmlUTF8Decode", utf8);
+            EXPECT_EQ(outcome.status(), c.status == 62 ? 62U : 0U) << shown;
+            EXPECT_TRUE(outcome.no_value() == (c.status != 0)) << shown;
+        }
+}
+
+TEST_F(Utf8, new_variants_move_to_the_heap_only_when_needed) {
+    vt_host_runtime* const runtime = host.runtime();
+    const std::u16string text = u"ab\u00e9\u0141z", low_units = {u'a', u'b', 0xE9, 0x41, u'z'};
+    const Blob utf8 = utf8_of(text), low = {'a', 'b', 0xE9, 0x41, 'z', 0};
+    Blob terminated = utf8;
+    terminated.push_back(0);
+    std::uint8_t frame[10];
+    char16_t frame_units[10];
+    for (std::uint32_t capacity = 0; capacity < 10; ++capacity) {
+        const auto check = [&](auto* buffer, auto* local, std::uint32_t need, const auto& content) {
+            EXPECT_EQ(buffer != local, capacity < need) << capacity;
+            EXPECT_TRUE(std::equal(content.begin(), content.end(), buffer)) << capacity;
+            if (buffer != local) host.symbol_as<void (*)(void*)>("Mem_Free")(buffer);
+        };
+        std::uint32_t length = 0, count = 0;
+        std::uint8_t *bytes = frame, *low_bytes = frame;
+        EXPECT_EQ(to_utf8_new(runtime, text.data(), 5, &bytes, capacity, &length), 0U);
+        check(bytes, frame, 8, terminated);
+        EXPECT_EQ(to_char_new(runtime, text.data(), 5, &low_bytes, capacity), 0U);
+        check(low_bytes, frame, 6, low);
+        char16_t *units = frame_units, *wide = frame_units;
+        EXPECT_EQ(from_utf8_new(runtime, utf8.data(), 7, &units, capacity, &count), 0U);
+        check(units, frame_units, 5, text);
+        frame_units[5] = u'-';  // the place of the terminator
+        EXPECT_EQ(from_char_new(runtime, low.data(), 6, &wide, capacity), 0U);
+        check(wide, frame_units, 6, low_units);
+        EXPECT_EQ(frame_units[5], u'-');
+        EXPECT_TRUE(length == 7 && count == 5);
+    }
+    std::uint8_t* bytes = frame;
+    char16_t* units = frame_units;
+    frame_units[0] = u'-';
+    EXPECT_EQ(from_char_new(runtime, low.data(), 0, &units, 0), 0U);
+    EXPECT_EQ(from_char_new(runtime, low.data(), 1, &units, 1), 0U);
+    EXPECT_EQ(frame_units[0], u'-');
+
+    // Without memory the caller's pointer stays his own.
+    host.faults().fail_allocation = 1;
+    EXPECT_EQ(to_utf8_new(runtime, text.data(), 5, &bytes, 1, nullptr), 1U);
+    host.faults().fail_allocation = 1;
+    EXPECT_EQ(from_utf8_new(runtime, utf8.data(), 7, &units, 1, nullptr), 1U);
+    host.faults().fail_allocation = 1;
+    EXPECT_EQ(to_char_new(runtime, text.data(), 5, &bytes, 1), 1U);
+    host.faults().fail_allocation = 1;
+    EXPECT_EQ(from_char_new(runtime, low.data(), 6, &units, 1), 1U);
+    EXPECT_TRUE(bytes == frame && units == frame_units);
+    EXPECT_EQ(from_utf8_new(runtime, low.data(), 6, &units, 1, nullptr), 33U);
+
+    // Nulls: a text, an output, a length, the pointer to the buffer.
+    std::uint32_t count = untouched;
+    EXPECT_TRUE(to_utf8(nullptr, 5, frame, 1, &count) == 0 && count == 0 && frame[0] == 0);
+    EXPECT_EQ(to_utf8(nullptr, 5, frame, 0, nullptr), 28U);
+    EXPECT_TRUE(to_utf8(text.data(), 5, nullptr, 0, &count) == 0 && count == 7);
+    EXPECT_TRUE(from_utf8(nullptr, 5, nullptr, 0, &count) == 0 && count == 0);
+    EXPECT_EQ(from_utf8(utf8.data(), 1, nullptr, 1, nullptr), 0U);
+    EXPECT_EQ(to_utf8_new(runtime, u"a", 1, nullptr, 9, &count), 33U);
+    EXPECT_EQ(from_utf8_new(runtime, frame, 1, nullptr, 9, &count), 33U);
+    EXPECT_EQ(to_char_new(runtime, u"a", 1, nullptr, 9), 33U);
+    EXPECT_EQ(from_char_new(runtime, frame, 1, nullptr, 9), 33U);
+}
+
+TEST_F(Utf8, limits_of_a_block) {
+    static std::uint32_t asked;
+    vt_allocator nothing{};
+    nothing.allocate = [](vt_allocator*, std::uint32_t size, std::uint32_t*) -> void* {
+        asked = size;
+        return nullptr;
+    };
+    vt_host_runtime runtime{};
+    runtime.allocator = &nothing;
+    // The text is not looked at before there is room for it.
+    std::uint8_t byte = 0, *bytes = &byte;
+    char16_t unit = 0, *units = &unit;
+    const auto expect_asked = [](std::uint32_t size, vt_status status) {
+        EXPECT_EQ(status, size ? 1U : 62U);
+        EXPECT_EQ(std::exchange(asked, 0), size);
+    };
+    constexpr std::uint32_t most = 0x40000000;
+    expect_asked(most, to_char_new(&runtime, &unit, most - 1, &bytes, 1));
+    expect_asked(0, to_char_new(&runtime, &unit, most, &bytes, 1));
+    expect_asked(0, to_char_new(&runtime, &unit, 0xFFFFFFFF, &bytes, 1));
+    expect_asked(most, from_char_new(&runtime, &byte, most / 2, &units, 1));
+    expect_asked(0, from_char_new(&runtime, &byte, most / 2 + 1, &units, 1));
+}
+
+}  // namespace
+}  // namespace valtrosse::host

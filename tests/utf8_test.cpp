@@ -44,8 +44,8 @@ protected:
         const auto in = std::make_unique<char16_t[]>(shift + text.size());
         std::copy(text.begin(), text.end(), in.get() + shift);
         const auto out = std::make_unique<std::uint8_t[]>(capacity);
-        std::fill_n(out.get(), capacity, 0xEE);
         Blob wanted(capacity, 0xEE);
+        std::copy(wanted.begin(), wanted.end(), out.get());
         std::uint32_t length = 0;
         bool fits = true;
         auto all = sequences(text);

@@ -95,24 +95,29 @@ private:
     std::uint32_t resume_ = 0;  // positions before it belong to a match
 };
 
-/// The number of occurrences, without overlaps. Two different units cannot overlap: then the tests of
-/// eight positions are summed as they are, which takes a fifth of the time of going from one to the
-/// next.
+/// One unit, or two different ones: the test of the first and last unit is all there is to a match, and
+/// matches cannot overlap.
+bool is_plain(Units pattern) {
+    return pattern.count == 1 || (pattern.count == 2 && pattern.data[0] != pattern.data[1]);
+}
+
+/// The number of occurrences, without overlaps. For a plain pattern the tests of eight positions are
+/// summed as they are, which takes a fifth of the time of going from one match to the next.
 std::uint64_t count_matches(Units text, Units pattern) {
     std::uint64_t count = 0;
-    const bool two_units = pattern.count == 2 && pattern.data[0] != pattern.data[1];
-    if (two_units && text.count > lane) {
+    if (is_plain(pattern)) {
+        const std::uint32_t to_last = pattern.count - 1;
         const __m128i first = _mm_set1_epi16(static_cast<short>(pattern.data[0]));
-        const __m128i last = _mm_set1_epi16(static_cast<short>(pattern.data[1]));
+        const __m128i last = _mm_set1_epi16(static_cast<short>(pattern.data[to_last]));
         constexpr std::uint32_t blocks_at_once = 0x7FFF;  // what a lane of 16 bits can count
         while (text.count > lane) {
             const std::uint32_t blocks = std::min((text.count - 1) / lane, blocks_at_once);
             __m128i sums = _mm_setzero_si128();
             for (std::uint32_t i = 0; i < blocks; ++i, text.data += lane) {
                 const auto* at = reinterpret_cast<const __m128i*>(text.data);
-                const auto* next = reinterpret_cast<const __m128i*>(text.data + 1);
+                const auto* at_last = reinterpret_cast<const __m128i*>(text.data + to_last);
                 const __m128i hits = _mm_and_si128(_mm_cmpeq_epi16(_mm_loadu_si128(at), first),
-                                                   _mm_cmpeq_epi16(_mm_loadu_si128(next), last));
+                                                   _mm_cmpeq_epi16(_mm_loadu_si128(at_last), last));
                 sums = _mm_sub_epi16(sums, hits);
             }
             text.count -= blocks * lane;
@@ -125,28 +130,76 @@ std::uint64_t count_matches(Units text, Units pattern) {
     return count;
 }
 
-/// Writes pieces one after the other into a block that they fill exactly. Where there is room on both
-/// sides a short piece is one move of eight units; what it writes too much the next piece overwrites.
+void move_lane(char16_t* to, const char16_t* from) { std::memcpy(to, from, lane * sizeof *to); }
+
+/// The copy with replacements, into a block that it fills exactly.
 class Writer {
 public:
-    Writer(char16_t* at, std::uint32_t room) : at_(at), room_for_lane_(last_lane(at, room)) {}
+    Writer(Units text, Units pattern, Units replacement, char16_t* block, std::uint32_t total)
+        : text_(text), pattern_(pattern), replacement_(replacement), out_(block), end_(block + total) {}
 
-    /// The last place in a text from which eight units may be read; null when there is none.
-    static const char16_t* last_lane(const char16_t* text, std::uint32_t count) {
-        return count < lane ? nullptr : text + (count - lane);
-    }
-
-    void add(Units piece, const char16_t* piece_last_lane) {
-        if (piece.count <= lane && piece.data <= piece_last_lane && at_ <= room_for_lane_)
-            std::memcpy(at_, piece.data, lane * sizeof(char16_t));
-        else
-            std::memcpy(at_, piece.data, piece.count * sizeof(char16_t));
-        at_ += piece.count;
+    void run() {
+        if (is_plain(pattern_) && replacement_.count <= lane) write_dense_part();
+        const Units rest{text_.data + copied_, text_.count - copied_};
+        const std::uint32_t base = copied_;
+        Matches matches(rest, pattern_);
+        for (std::uint32_t at; (at = matches.next()) != Matches::none;) {
+            add({text_.data + copied_, base + at - copied_});
+            add(replacement_);
+            copied_ = base + at + pattern_.count;
+        }
+        add({text_.data + copied_, text_.count - copied_});
     }
 
 private:
-    char16_t* at_;
-    const char16_t* room_for_lane_;
+    void add(Units piece) {
+        std::memcpy(out_, piece.data, piece.count * sizeof(char16_t));
+        out_ += piece.count;
+    }
+
+    /// For plain patterns and short replacements, as far as there is room on both sides to move eight
+    /// units for any shorter piece: what a move writes too much the next one overwrites. Three times
+    /// as fast as piece by piece where matches stand close together.
+    void write_dense_part() {
+        // A block gives at most a piece and a replacement for each of its units, and one move more.
+        constexpr std::ptrdiff_t room_for_block = (2 * lane + 1) * lane;
+        char16_t replacement[lane] = {};
+        std::copy_n(replacement_.data, replacement_.count, replacement);
+        const __m128i first = _mm_set1_epi16(static_cast<short>(pattern_.data[0]));
+        const __m128i last = _mm_set1_epi16(static_cast<short>(pattern_.data[pattern_.count - 1]));
+        const char16_t* from = text_.data;
+        char16_t* out = out_;
+        for (std::uint32_t block = 0; text_.count - block >= 3 * lane; block += lane) {
+            const char16_t* const at = text_.data + block;
+            unsigned mask = equal_units(at, first) & equal_units(at + pattern_.count - 1, last);
+            if (mask == 0) continue;
+            if (const auto waiting = at - from; waiting > 0) {  // from earlier blocks
+                if (end_ - out < waiting + room_for_block) break;
+                std::memcpy(out, from, static_cast<std::size_t>(waiting) * sizeof *out);
+                out += waiting;
+                from = at;
+            } else if (end_ - out < room_for_block) {
+                break;
+            }
+            for (; mask != 0; mask &= mask - 1) {
+                const char16_t* const match = at + std::countr_zero(mask);
+                move_lane(out, from);
+                out += match - from;
+                move_lane(out, replacement);
+                out += replacement_.count;
+                from = match + pattern_.count;
+            }
+        }
+        copied_ = static_cast<std::uint32_t>(from - text_.data);
+        out_ = out;
+    }
+
+    Units text_;
+    Units pattern_;
+    Units replacement_;
+    char16_t* out_;
+    char16_t* end_;
+    std::uint32_t copied_ = 0;  // of the text: what stands before is done
 };
 
 /// Replaces every occurrence of `str2` in `str1` by `str3`. 33 when there is none.
@@ -204,21 +257,9 @@ vt_status _x_ReplaceWordInBuffer(vt_host_runtime* runtime, const char16_t* text,
     auto* const block = static_cast<char16_t*>(Mem_Alloc(runtime->allocator, bytes));
     if (!block) return VT_OUT_OF_MEMORY;
 
-    // With room to read eight units behind it, a short replacement is one move.
-    char16_t padded[lane] = {};
-    const bool is_short = replacement_count <= lane;
-    if (is_short) std::copy_n(replacement, replacement_count, padded);
-    const Units piece{is_short ? padded : replacement, replacement_count};
-
-    const char16_t* const last_lane = Writer::last_lane(text, count);
-    Writer writer(block, static_cast<std::uint32_t>(total));
-    std::uint32_t copied = 0;
-    Matches found(whole, wanted);
-    for (std::uint32_t at; (at = found.next()) != Matches::none; copied = at + pattern_count) {
-        writer.add({text + copied, at - copied}, last_lane);
-        writer.add(piece, piece.data);
-    }
-    writer.add({text + copied, count - copied}, last_lane);
+    Writer(whole, wanted, {replacement, replacement_count}, block,
+           static_cast<std::uint32_t>(total))
+        .run();
     *result = block;
     *result_count = static_cast<std::uint32_t>(total);
     return VT_OK;

@@ -100,7 +100,34 @@ void register_prefixes(xmlXPathContext* context, const xmlNode* root, std::strin
     }
 }
 
-bool can_be_handed_over(const xmlNode* node) { return node->type != XML_NAMESPACE_DECL; }
+/// What an expression finds around a tree while it runs. libxml2 reads the document's children and an
+/// attribute's parent without asking whether there is one: empty nodes stand in for them.
+class Surroundings {
+public:
+    explicit Surroundings(xmlNode* node)
+        : doc_(document_for_lookup(node)), top_(const_cast<xmlNode*>(topmost(node))) {
+        if (!doc_) doc_ = &no_document_;
+        no_document_.type = XML_DOCUMENT_NODE;
+        no_element_.type = XML_ELEMENT_NODE;
+        no_element_.name = reinterpret_cast<const xmlChar*>("");
+        if (is_attribute(top_)) top_->parent = &no_element_;
+    }
+    ~Surroundings() { top_->parent = nullptr; }
+    Surroundings(const Surroundings&) = delete;
+    Surroundings& operator=(const Surroundings&) = delete;
+
+    xmlDoc* document() const { return doc_; }
+    bool can_be_handed_over(const xmlNode* node) const {
+        return node->type != XML_NAMESPACE_DECL && node != &no_element_ &&
+               node != reinterpret_cast<const xmlNode*>(&no_document_);
+    }
+
+private:
+    xmlDoc no_document_{};
+    xmlNode no_element_{};
+    xmlDoc* doc_;
+    xmlNode* top_;
+};
 
 /// The nodes that the XPath expression `string` selects from `node`, in document order, as a handle
 /// list. No value when it does not compile or evaluate, or gives something else than nodes. Nodes of
@@ -111,7 +138,8 @@ Result select_nodes(Call& call, xmlNode* node, HostText string) {
     if (expression.failed()) return expression.failure();
 
     clear_stale_docs(node);
-    const XmlOwned<xmlXPathContext> context(xmlXPathNewContext(document_for_lookup(node)));
+    const Surroundings around(node);
+    const XmlOwned<xmlXPathContext> context(xmlXPathNewContext(around.document()));
     if (!context) return no_value;
     context->node = node;
     register_prefixes(context.get(), node, {expression.c_str(), expression.length()});
@@ -122,11 +150,11 @@ Result select_nodes(Call& call, xmlNode* node, HostText string) {
 
     const xmlNodeSet& set = *result->nodesetval;
     std::uint32_t count = 0;
-    for (int i = 0; i < set.nodeNr; ++i) count += can_be_handed_over(set.nodeTab[i]);
+    for (int i = 0; i < set.nodeNr; ++i) count += around.can_be_handed_over(set.nodeTab[i]);
     HandleList list(call, count);
     if (list.failed()) return list.failure();
     for (int i = 0; i < set.nodeNr; ++i)
-        if (can_be_handed_over(set.nodeTab[i])) list.add(set.nodeTab[i]);
+        if (around.can_be_handed_over(set.nodeTab[i])) list.add(set.nodeTab[i]);
     return list.value(call);
 }
 

@@ -93,7 +93,8 @@ vt_status floor_name(vt_call_context* context, std::uint32_t count, vt_argument*
 void run(benchmark::State& state, const host::Function& function,
          std::initializer_list<host::Argument> args) {
     for (auto _ : state)
-        benchmark::DoNotOptimize(shared_host().call(function, std::span(args.begin(), args.size())));
+        benchmark::DoNotOptimize(
+            shared_host().call(function, std::span(args.begin(), args.size())));
 }
 
 void relative(benchmark::State& state) {
@@ -112,7 +113,8 @@ void attribute(benchmark::State& state) {
     run(state, *shared_host().find("xmlDOMElementGetAttribute"), {list_item(), u"n"});
 }
 void select_one(benchmark::State& state) {
-    run(state, *shared_host().find("xmlDOMNodeSelectNodes"), {list_item(), u"following-sibling::item"});
+    run(state, *shared_host().find("xmlDOMNodeSelectNodes"),
+        {list_item(), u"following-sibling::item"});
 }
 
 BENCHMARK(relative);

@@ -68,14 +68,17 @@ std::uint32_t million_elements() {
         std::string text = "<!DOCTYPE r [<!ATTLIST e id ID #IMPLIED>]><r>";
         for (int i = 0; i < 1000000; ++i)
             text += i % 5000 == 4999 ? "<e id='k" + std::to_string(i) + "'/>" : "<e n='1'/>";
-        return shared_host().call("xmlDOMDocLoadXMLString", {host::to_units(text + "</r>"), 1}).handle();
+        return shared_host()
+            .call("xmlDOMDocLoadXMLString", {host::to_units(text + "</r>"), 1})
+            .handle();
     }();
     return doc;
 }
 
 void select_all(benchmark::State& state) {
     for (auto _ : state)
-        benchmark::DoNotOptimize(shared_host().call("xmlDOMNodeSelectNodes", {million_elements(), u"//e"}));
+        benchmark::DoNotOptimize(
+            shared_host().call("xmlDOMNodeSelectNodes", {million_elements(), u"//e"}));
 }
 void select_all_libxml2(benchmark::State& state) {
     auto* doc = reinterpret_cast<xmlDoc*>(million_elements());
@@ -87,7 +90,8 @@ void select_all_libxml2(benchmark::State& state) {
 }
 void select_first(benchmark::State& state) {
     for (auto _ : state)
-        benchmark::DoNotOptimize(shared_host().call("xmlDOMNodeSelectNodes", {million_elements(), u"r/e[3]"}));
+        benchmark::DoNotOptimize(
+            shared_host().call("xmlDOMNodeSelectNodes", {million_elements(), u"r/e[3]"}));
 }
 
 /// 200 IDs spread over the document, as one step.

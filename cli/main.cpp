@@ -50,14 +50,9 @@ int execute(const cli::CommandLine& line) {
     const std::string plugin = cli::find_plugin(line.plugin);
     host::Host host(plugin);
     switch (line.action) {
-        case cli::Action::list_functions:
-            list_functions(host);
-            return 0;
-        case cli::Action::show_version:
-            show_version(host, plugin);
-            return 0;
-        default:
-            return run(line, host);
+        case cli::Action::list_functions: list_functions(host); return 0;
+        case cli::Action::show_version: show_version(host, plugin); return 0;
+        default: return run(line, host);
     }
 }
 

@@ -14,18 +14,12 @@ using Kind = Argument::Kind;
 bool may_be_refused(const Argument& argument, vt_status status) {
     switch (argument.kind()) {
         case Kind::flagged:
-        case Kind::boolean:
-            return true;
-        case Kind::null:
-            return status == VT_BAD_INTEGER;
-        case Kind::integer:
-            return status != VT_BAD_INTEGER || argument.integer() == 0;
-        case Kind::string:
-            return status != VT_BUFFER_TOO_SMALL;
-        case Kind::blob:
-            return status != VT_BAD_BLOB;
-        case Kind::missing:
-            break;
+        case Kind::boolean: return true;
+        case Kind::null: return status == VT_BAD_INTEGER;
+        case Kind::integer: return status != VT_BAD_INTEGER || argument.integer() == 0;
+        case Kind::string: return status != VT_BUFFER_TOO_SMALL;
+        case Kind::blob: return status != VT_BAD_BLOB;
+        case Kind::missing: break;
     }
     return false;
 }
@@ -52,33 +46,23 @@ private:
     std::string sentence() const {
         const std::string& name = function_.name;
         switch (status_) {
-            case VT_OK:
-                return name + " succeeded";
-            case VT_OUT_OF_MEMORY:
-                return "the host's memory ran out in " + name;
-            case VT_NOT_A_TYPE:
-                return name + " was called on something that is no type";
-            case VT_NO_PRIVATE_DATA:
-                return "the object of " + name + " has no private data";
-            case VT_BUFFER_TOO_SMALL:
-                return refused("a text parameter", "is not text");
+            case VT_OK: return name + " succeeded";
+            case VT_OUT_OF_MEMORY: return "the host's memory ran out in " + name;
+            case VT_NOT_A_TYPE: return name + " was called on something that is no type";
+            case VT_NO_PRIVATE_DATA: return "the object of " + name + " has no private data";
+            case VT_BUFFER_TOO_SMALL: return refused("a text parameter", "is not text");
             case VT_BAD_INTEGER:
                 return refused("an integer parameter", "is 0, null or out of range");
-            case VT_NO_OBJECT_VALUE:
-                return "the object has no value of its own";
+            case VT_NO_OBJECT_VALUE: return "the object has no value of its own";
             case VT_MALFORMED:
                 return name == "xmlDOMUtilStrReplace" ? "nothing to replace"
                                                       : "malformed UTF-8 in the text of " + name;
-            case VT_MISSING_ARGUMENT:
-                return not_supplied();
-            case VT_MISSING_FUNCTION:
-                return "the host lacks a function that the library asks for";
+            case VT_MISSING_ARGUMENT: return not_supplied();
+            case VT_MISSING_FUNCTION: return "the host lacks a function that the library asks for";
             case VT_TOO_LARGE:
                 return "a character above U+FFFF cannot cross, or the text is too long, in " + name;
-            case VT_BAD_BLOB:
-                return refused("a blob parameter", "is not a blob");
-            default:
-                return "a host function failed in " + name;
+            case VT_BAD_BLOB: return refused("a blob parameter", "is not a blob");
+            default: return "a host function failed in " + name;
         }
     }
 

@@ -16,12 +16,9 @@ void add_reference(Object& object) { ++object.references; }
 
 void release(Object& object) {
     switch (object.references.fetch_sub(1)) {
-        case 0:
-            contract_broken("an object without references was released");
-        case 1:
-            break;
-        default:
-            return;
+        case 0: contract_broken("an object without references was released");
+        case 1: break;
+        default: return;
     }
     if (object.store != nullptr) {
         object.store->destroy(object);

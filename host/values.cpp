@@ -33,12 +33,8 @@ bool take_value(std::uint32_t kind, vt_value& record, Outcome::Value& taken) {
     if (record.host_words[kKind] != kind) return false;
     const std::uint32_t content = record.host_words[kContent];
     switch (kind) {
-        case VT_BOOLEAN:
-            taken = content != 0;
-            break;
-        case VT_INTEGER:
-            taken = content;
-            break;
+        case VT_BOOLEAN: taken = content != 0; break;
+        case VT_INTEGER: taken = content; break;
         case VT_STRING:
         case VT_BLOB: {
             const auto place = std::bit_cast<Place>(content);
@@ -46,8 +42,7 @@ bool take_value(std::uint32_t kind, vt_value& record, Outcome::Value& taken) {
             std::bit_cast<CallValues*>(record.host_words[kOwner])->drop(place);
             break;
         }
-        default:
-            return false;
+        default: return false;
     }
     record.host_words[kKind] = VT_NO_VALUE;
     return true;

@@ -111,14 +111,10 @@ host::Argument read_value(duk_context* ctx, duk_idx_t index, const BoundFunction
     duk_size_t size = 0;
     switch (duk_get_type(ctx, index)) {
         case DUK_TYPE_NONE:
-        case DUK_TYPE_UNDEFINED:
-            return {};
-        case DUK_TYPE_NULL:
-            return nullptr;
-        case DUK_TYPE_BOOLEAN:
-            return duk_get_boolean(ctx, index) != 0;
-        case DUK_TYPE_NUMBER:
-            return read_integer(duk_get_number(ctx, index), function, parameter);
+        case DUK_TYPE_UNDEFINED: return {};
+        case DUK_TYPE_NULL: return nullptr;
+        case DUK_TYPE_BOOLEAN: return duk_get_boolean(ctx, index) != 0;
+        case DUK_TYPE_NUMBER: return read_integer(duk_get_number(ctx, index), function, parameter);
         case DUK_TYPE_STRING: {
             const char* bytes = duk_get_lstring(ctx, index, &size);
             if (is_symbol({bytes, size})) refuse_value(ctx, index, function, parameter);
@@ -128,8 +124,7 @@ host::Argument read_value(duk_context* ctx, duk_idx_t index, const BoundFunction
             free_units = end;
             return text;
         }
-        default:
-            break;
+        default: break;
     }
     if (!duk_is_buffer_data(ctx, index)) refuse_value(ctx, index, function, parameter);
     // No bytes are still bytes: the pointer of an empty blob is not null.

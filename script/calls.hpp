@@ -60,15 +60,10 @@ duk_ret_t call_host(Runtime& runtime, duk_context* ctx, const BoundFunction& bou
                                        : answer_failure(ctx, *bound.function, supplied, outcome);
     }
     switch (answer.kind) {
-        case Answer::Kind::nothing:
-            return 0;
-        case Answer::Kind::pushed:
-            return 1;
-        case Answer::Kind::text:
-            duk_push_lstring(ctx, text.data(), answer.size);
-            return 1;
-        case Answer::Kind::thrown:
-            break;
+        case Answer::Kind::nothing: return 0;
+        case Answer::Kind::pushed: return 1;
+        case Answer::Kind::text: duk_push_lstring(ctx, text.data(), answer.size); return 1;
+        case Answer::Kind::thrown: break;
     }
     return duk_throw(ctx);
 }

@@ -18,9 +18,8 @@ Result load_file(Call& call, HostText filepath, std::uint32_t keep_blanks) {
 
 /// Parses HTML text. It reaches libxml2 as UTF-8, which is detected as it would be in a file.
 Result load_string(Call& call, HostText string, std::uint32_t keep_blanks) {
-    return load_document<Utf8>(call, string, keep_blanks, [](const Utf8& text) {
-        return htmlParseDoc(text.text(), nullptr);
-    });
+    return load_document<Utf8>(call, string, keep_blanks,
+                               [](const Utf8& text) { return htmlParseDoc(text.text(), nullptr); });
 }
 
 /// Writes an HTML document, in one of the accepted encodings or, with another name, as libxml2 chooses.

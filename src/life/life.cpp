@@ -91,9 +91,8 @@ vt_status TOVIK_LIBXMLLife_addInternal(vt_call_context* context, std::uint32_t a
     if (position == 0) return VT_MISSING_ARGUMENT;
 
     std::uint32_t handle = 0;
-    vt_status status =
-        TOVIKParam_Vtu32intParam(context->runtime, &api, position, args, &handle, 1,
-                                 std::numeric_limits<std::uint32_t>::max());
+    vt_status status = TOVIKParam_Vtu32intParam(context->runtime, &api, position, args, &handle, 1,
+                                                std::numeric_limits<std::uint32_t>::max());
     if (status == VT_OK && !hold(&data->held, reinterpret_cast<xmlNode*>(handle)))
         status = VT_OUT_OF_MEMORY;
     give_object(*data, self->object, result);

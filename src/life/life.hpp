@@ -39,9 +39,6 @@ VALTROSSE_EXPORT vt_status TOVIK_LIBXMLLife_addInternal(vt_call_context* context
                                                         vt_object_reference* self,
                                                         vt_object_value* result);
 /// Method `removeInternal()`: holds nothing any more; the tree is the script's again. Gives the object.
-VALTROSSE_EXPORT vt_status TOVIK_LIBXMLLife_removeInternal(vt_call_context* context,
-                                                           std::uint32_t arg_count,
-                                                           vt_argument* args,
-                                                           std::uint32_t* consumed,
-                                                           vt_object_reference* self,
-                                                           vt_object_value* result);
+VALTROSSE_EXPORT vt_status TOVIK_LIBXMLLife_removeInternal(
+    vt_call_context* context, std::uint32_t arg_count, vt_argument* args, std::uint32_t* consumed,
+    vt_object_reference* self, vt_object_value* result);

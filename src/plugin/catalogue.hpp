@@ -21,12 +21,12 @@ consteval std::size_t count_names(std::u16string_view list) {
 
 }  // namespace valtrosse
 
-#define VALTROSSE_DECLARE_HANDLER(prefix, function)                                               \
+#define VALTROSSE_DECLARE_HANDLER(prefix, function)                                                \
     VALTROSSE_EXPORT vt_status prefix##function(vt_call_context* context, std::uint32_t arg_count, \
                                                 vt_argument* args, void* ignored,                  \
                                                 void* result_slot);
-#define FUNCTION(prefix, function, ...)                                                           \
-    VALTROSSE_DECLARE_HANDLER(prefix, function)                                                   \
+#define FUNCTION(prefix, function, ...)                                                            \
+    VALTROSSE_DECLARE_HANDLER(prefix, function)                                                    \
     VALTROSSE_EXPORT const std::array<vt_name, valtrosse::count_names(u"" #__VA_ARGS__)>           \
         function##_params_descs;
 #define FUNCTION_WITHOUT_PARAMETERS(prefix, function) VALTROSSE_DECLARE_HANDLER(prefix, function)

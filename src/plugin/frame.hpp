@@ -236,15 +236,16 @@ struct Frame<work> {
             status = call.bind(positions, names, count, arg_count, args);
             if (status != VT_OK) return call.finish(failure(status), result_slot);
 
-            const Result result = [&]<std::size_t... i>(std::index_sequence<i...>) {
+            const auto read_and_work = [&]<std::size_t... i>(std::index_sequence<i...>) {
                 std::tuple<Parameter<T>...> parameters;
                 const bool all_read =
                     ((status = std::get<i>(parameters).read(call, positions[i], args),
-                      status == VT_OK) && ...);
+                      status == VT_OK) &&
+                     ...);
                 if (!all_read) return failure(status);
                 return work(call, std::get<i>(parameters).value...);
-            }(std::index_sequence_for<T...>{});
-            return call.finish(result, result_slot);
+            };
+            return call.finish(read_and_work(std::index_sequence_for<T...>{}), result_slot);
         }
     }
 };
@@ -256,16 +257,16 @@ struct Frame<work> {
 VALTROSSE_EXPORT std::uint16_t _x_ret_val(vt_status* status);
 
 /// Defines the exported handler of a script function of the catalogue from its work.
-#define SCRIPT_FUNCTION(prefix, function, work)                                                   \
-    vt_status prefix##function(vt_call_context* context, std::uint32_t arg_count,                 \
-                               vt_argument* args, void*, void* result_slot) {                     \
-        using Handler = valtrosse::Frame<work>;                                                   \
-        static_assert(Handler::count == function##_params_descs.size());                          \
-        return Handler::run(function##_params_descs.data(), context, arg_count, args,             \
-                            result_slot);                                                         \
+#define SCRIPT_FUNCTION(prefix, function, work)                                                    \
+    vt_status prefix##function(vt_call_context* context, std::uint32_t arg_count,                  \
+                               vt_argument* args, void*, void* result_slot) {                      \
+        using Handler = valtrosse::Frame<work>;                                                    \
+        static_assert(Handler::count == function##_params_descs.size());                           \
+        return Handler::run(function##_params_descs.data(), context, arg_count, args,              \
+                            result_slot);                                                          \
     }
-#define SCRIPT_FUNCTION_WITHOUT_PARAMETERS(prefix, function, work)                                \
-    vt_status prefix##function(vt_call_context* context, std::uint32_t arg_count,                 \
-                               vt_argument* args, void*, void* result_slot) {                     \
-        return valtrosse::Frame<work>::run(nullptr, context, arg_count, args, result_slot);       \
+#define SCRIPT_FUNCTION_WITHOUT_PARAMETERS(prefix, function, work)                                 \
+    vt_status prefix##function(vt_call_context* context, std::uint32_t arg_count,                  \
+                               vt_argument* args, void*, void* result_slot) {                      \
+        return valtrosse::Frame<work>::run(nullptr, context, arg_count, args, result_slot);        \
     }

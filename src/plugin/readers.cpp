@@ -34,8 +34,8 @@ vt_status read_bounded(vt_get_integer_argument reader, vt_host_runtime* runtime,
     std::uint16_t null_flag = 0;
     std::uint16_t second_flag = 0;
     std::uint32_t value = 0;
-    if (vt_status status = reader(runtime, argument(args, position), &null_flag, nullptr,
-                                  &second_flag, &value))
+    if (vt_status status =
+            reader(runtime, argument(args, position), &null_flag, nullptr, &second_flag, &value))
         return status;
     if (null_flag == 1 || second_flag == 1 || value < low || value > high) return VT_BAD_INTEGER;
     *out = value;
@@ -80,8 +80,7 @@ vt_status TOVIKParam_BoolParam(vt_host_runtime*, const HostApi* api, std::uint32
     if (position == 0) return VT_OK;
     std::uint16_t null_flag = 0;
     std::uint16_t read = 0;
-    if (vt_status status =
-            api->get_boolean_argument()(argument(args, position), &null_flag, &read))
+    if (vt_status status = api->get_boolean_argument()(argument(args, position), &null_flag, &read))
         return status;
     if (null_flag == 1) return VT_BAD_INTEGER;
     *value = read;

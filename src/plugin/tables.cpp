@@ -87,9 +87,9 @@ using valtrosse::type_name_index;
 
 constinit const std::array<vt_name, valtrosse::symbol_count> name_descs = valtrosse::symbols;
 
-#define FUNCTION(prefix, function, ...)                                                       \
-    constinit const std::array<vt_name, valtrosse::count_names(u"" #__VA_ARGS__)>              \
-        function##_params_descs =                                                             \
+#define FUNCTION(prefix, function, ...)                                                            \
+    constinit const std::array<vt_name, valtrosse::count_names(u"" #__VA_ARGS__)>                  \
+        function##_params_descs =                                                                  \
             valtrosse::names_after<valtrosse::count_names(u"" #__VA_ARGS__)>(u"" #function);
 #define FUNCTION_WITHOUT_PARAMETERS(prefix, function)
 #define TYPE_NAMES(...)

@@ -17,7 +17,8 @@ constexpr std::uint32_t max_units = max_bytes / sizeof(char16_t);
 template <typename Element>
 vt_status move_to_heap(vt_host_runtime* runtime, std::uint64_t count, Element** buffer) {
     if (count > max_bytes / sizeof(Element)) return VT_TOO_LARGE;
-    void* block = Mem_Alloc(runtime->allocator, static_cast<std::uint32_t>(count * sizeof(Element)));
+    void* block =
+        Mem_Alloc(runtime->allocator, static_cast<std::uint32_t>(count * sizeof(Element)));
     if (!block) return VT_OUT_OF_MEMORY;
     *buffer = static_cast<Element*>(block);
     return VT_OK;

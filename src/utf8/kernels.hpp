@@ -27,7 +27,9 @@ inline bool all_ascii(__m128i a, __m128i b) {
     return _mm_movemask_epi8(_mm_cmpeq_epi16(high, _mm_setzero_si128())) == 0xFFFF;
 }
 
-constexpr std::size_t sequence_length(char16_t unit) { return unit < 0x80 ? 1 : unit < 0x800 ? 2 : 3; }
+constexpr std::size_t sequence_length(char16_t unit) {
+    return unit < 0x80 ? 1 : unit < 0x800 ? 2 : 3;
+}
 
 /// Writes one unit as UTF-8. Returns the number of bytes.
 inline std::size_t encode_unit(char16_t unit, std::uint8_t* out) {

@@ -80,9 +80,9 @@ template <std::size_t units = frame_buffer_size>
 Result utf8_value(Call& call, const xmlChar* text, std::size_t length) {
     FrameBuffer<char16_t, units> buffer;
     std::uint32_t count = 0;
-    const vt_status status = TOVIKUTF8_UTF8ToTOVIK_New(call.runtime(), text,
-                                                       static_cast<std::uint32_t>(length),
-                                                       buffer.pointer(), buffer.capacity, &count);
+    const vt_status status =
+        TOVIKUTF8_UTF8ToTOVIK_New(call.runtime(), text, static_cast<std::uint32_t>(length),
+                                  buffer.pointer(), buffer.capacity, &count);
     return status == VT_OK ? call.text(buffer.data(), count) : failure(status);
 }
 

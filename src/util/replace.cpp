@@ -81,8 +81,7 @@ private:
         return found;
     }
     bool inner_fits(std::uint32_t at) const {
-        return pattern_.count <= 2 ||
-               equal(text_ + at + 1, pattern_.data + 1, pattern_.count - 2);
+        return pattern_.count <= 2 || equal(text_ + at + 1, pattern_.data + 1, pattern_.count - 2);
     }
 
     const char16_t* text_;
@@ -136,7 +135,11 @@ void move_lane(char16_t* to, const char16_t* from) { std::memcpy(to, from, lane 
 class Writer {
 public:
     Writer(Units text, Units pattern, Units replacement, char16_t* block, std::uint32_t total)
-        : text_(text), pattern_(pattern), replacement_(replacement), out_(block), end_(block + total) {}
+        : text_(text),
+          pattern_(pattern),
+          replacement_(replacement),
+          out_(block),
+          end_(block + total) {}
 
     void run() {
         if (is_plain(pattern_) && replacement_.count <= lane) write_dense_part();
@@ -253,7 +256,8 @@ vt_status _x_ReplaceWordInBuffer(vt_host_runtime* runtime, const char16_t* text,
     const std::uint64_t total = count - matches * pattern_count + matches * replacement_count;
     if (total > max_units) return VT_TOO_LARGE;
     // An allocator need not know blocks of no bytes.
-    const auto bytes = static_cast<std::uint32_t>(std::max<std::uint64_t>(total, 1) * sizeof(char16_t));
+    const auto bytes =
+        static_cast<std::uint32_t>(std::max<std::uint64_t>(total, 1) * sizeof(char16_t));
     auto* const block = static_cast<char16_t*>(Mem_Alloc(runtime->allocator, bytes));
     if (!block) return VT_OUT_OF_MEMORY;
 

@@ -23,9 +23,13 @@ using Owned = std::unique_ptr<T, Release>;
 class Path {
 public:
     Path(Call& call, const Deferred<HostText>& argument)
-        : text_{}, status_(argument.read(call, text_)), utf8_(call, text_) {}
+        : text_{},
+          status_(argument.read(call, text_)),
+          utf8_(call, text_) {}
     bool failed() const { return status_ != VT_OK || utf8_.failed(); }
-    Result failure() const { return status_ != VT_OK ? valtrosse::failure(status_) : utf8_.failure(); }
+    Result failure() const {
+        return status_ != VT_OK ? valtrosse::failure(status_) : utf8_.failure();
+    }
     const char* c_str() const { return utf8_.c_str(); }
     const xmlChar* text() const { return utf8_.text(); }
 

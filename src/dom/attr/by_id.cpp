@@ -55,7 +55,8 @@ private:
 
 bool has_value(const xmlAttr* attr, const xmlChar* value) {
     const xmlNode* const text = attr->children;
-    if (text && !text->next && text->type == XML_TEXT_NODE) return xmlStrEqual(text->content, value);
+    if (text && !text->next && text->type == XML_TEXT_NODE)
+        return xmlStrEqual(text->content, value);
     return xmlStrEqual(attribute_value(attr).get(), value);
 }
 

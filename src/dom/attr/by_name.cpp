@@ -6,8 +6,8 @@
 #include "dom/node/namespaces.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/node/tree.hpp"
-#include "util/names.hpp"
 #include "utf8/text.hpp"
+#include "util/names.hpp"
 
 namespace valtrosse {
 namespace {

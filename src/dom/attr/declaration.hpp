@@ -23,8 +23,8 @@ inline Result attribute_or_default_value(Call& call, const xmlAttr* found) {
     constexpr std::size_t frame_units = 100;
     if (!found) return no_value;
     if (found->type == XML_ATTRIBUTE_DECL)
-        return utf8_value<frame_units>(
-            call, reinterpret_cast<const xmlAttribute*>(found)->defaultValue);
+        return utf8_value<frame_units>(call,
+                                       reinterpret_cast<const xmlAttribute*>(found)->defaultValue);
     return utf8_value<frame_units>(call, attribute_value(found).get());
 }
 

@@ -1,8 +1,8 @@
 // Scans over the declarations of a DTD.
 #pragma once
 
-#include <libxml/tree.h>
 #include <libxml/entities.h>
+#include <libxml/tree.h>
 
 #include "plugin/export.hpp"
 

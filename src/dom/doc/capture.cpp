@@ -60,8 +60,7 @@ XmlString report_text(std::FILE* file) {
     if (length <= 0) return nullptr;
     std::fseek(file, 0, SEEK_SET);
     char text[report_buffer_size] = {};
-    if (length <= max_report &&
-        std::fread(text, 1, static_cast<std::size_t>(length), file) == 0)
+    if (length <= max_report && std::fread(text, 1, static_cast<std::size_t>(length), file) == 0)
         text[0] = 0;
     return XmlString(xmlCharStrdup(text));
 }

@@ -29,8 +29,8 @@ Result load(Call& call, HostText public_id, HostText system_id) {
     if (external.failed()) return external.failure();
     const Utf8 system(call, system_id);
     if (system.failed()) return system.failure();
-    return dtd_value(call, xmlParseDTD(external.length() > 0 ? external.text() : nullptr,
-                                       system.text()));
+    return dtd_value(call,
+                     xmlParseDTD(external.length() > 0 ? external.text() : nullptr, system.text()));
 }
 
 /// Makes `dtd` the internal subset of an XML document that has none, and its property; gives 0. No
@@ -40,8 +40,7 @@ Result set_external(Call& call, xmlDoc* doc, xmlDtd* dtd) {
     if (doc->type != XML_DOCUMENT_NODE || dtd->type != XML_DTD_NODE) return no_value;
     if (doc->intSubset || belongs_to_document(dtd)) return no_value;
     // libxml2 finds the right place among the document's children for a placeholder.
-    xmlDtd* const placeholder =
-        xmlCreateIntSubset(doc, dtd->name, dtd->ExternalID, dtd->SystemID);
+    xmlDtd* const placeholder = xmlCreateIntSubset(doc, dtd->name, dtd->ExternalID, dtd->SystemID);
     if (!placeholder) return no_value;
     auto* const node = reinterpret_cast<xmlNode*>(dtd);
     adopt(node, reinterpret_cast<xmlNode*>(doc));

@@ -41,7 +41,8 @@ void remove_if_of_thread(void*, void* thread, const xmlChar* name, const xmlChar
 /// its key for the first time, what an earlier thread left under it goes.
 void forget_earlier_thread() {
     // Initial-exec: no call per use, and no dependency on the dynamic loader's library.
-    static thread_local const void* state_in_use __attribute__((tls_model("initial-exec"))) = nullptr;
+    static thread_local const void* state_in_use __attribute__((tls_model("initial-exec"))) =
+        nullptr;
     const void* state = xmlGetGlobalState();
     if (state == state_in_use) return;
     state_in_use = state;
@@ -90,7 +91,8 @@ xmlChar* _x_getMsgCopy(const xmlNode* object, const vt_call_context* context) {
     const MessageKey key(object, context);
     if (!key) return nullptr;
     SharedStateLock lock;
-    return xmlStrdup(static_cast<const xmlChar*>(xmlHashLookup(table_made_on_demand(), key.text())));
+    return xmlStrdup(
+        static_cast<const xmlChar*>(xmlHashLookup(table_made_on_demand(), key.text())));
 }
 
 void _x_removeMsg(const xmlNode* object, const vt_call_context* context) {

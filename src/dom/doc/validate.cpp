@@ -81,8 +81,7 @@ xmlValidityErrorFunc print_report() {
 
 bool is_valid(xmlDoc* doc, xmlValidCtxt* context) {
     const KeptIds kept(doc);
-    if (!doc->intSubset || !doc->intSubset->SystemID)
-        return xmlValidateDocument(context, doc) == 1;
+    if (!doc->intSubset || !doc->intSubset->SystemID) return xmlValidateDocument(context, doc) == 1;
     const XmlString path(_x_pathFromDocDtdPaths(doc->URL, doc->intSubset->SystemID));
     const Owned<xmlDtd> dtd(xmlParseDTD(nullptr, path.get()));
     return xmlValidateDtd(context, doc, dtd.get()) == 1;
@@ -98,7 +97,8 @@ Result validate(Call& call, xmlNode* node) {
     context->userData = report.get();
     context->error = context->warning = print_report();
 
-    if (is_valid(reinterpret_cast<xmlDoc*>(node), context.get())) return report_value(call, nullptr);
+    if (is_valid(reinterpret_cast<xmlDoc*>(node), context.get()))
+        return report_value(call, nullptr);
     return report_value(call, report_text(report.get()).get());
 }
 

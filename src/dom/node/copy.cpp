@@ -30,7 +30,9 @@ void append_child(xmlNode* parent, xmlNode* child) {
 class Copier {
 public:
     Copier(xmlNode* source, bool deep, xmlDoc* attribute_doc)
-        : source_(source), deep_(deep), attribute_doc_(attribute_doc) {}
+        : source_(source),
+          deep_(deep),
+          attribute_doc_(attribute_doc) {}
 
     xmlNode* run() {
         root_ = copy_node(source_);
@@ -79,7 +81,8 @@ private:
     }
 
     xmlNode* bare_copy(const xmlNode* from) {
-        const int length = xmlStrlen(from->type == XML_CDATA_SECTION_NODE ? from->content : nullptr);
+        const int length =
+            xmlStrlen(from->type == XML_CDATA_SECTION_NODE ? from->content : nullptr);
         switch (from->type) {
             case XML_ELEMENT_NODE: return xmlNewNode(nullptr, from->name);
             case XML_ATTRIBUTE_NODE: return as_node(xmlNewProp(nullptr, from->name, nullptr));
@@ -129,8 +132,8 @@ private:
         copy_namespace(from->ns, copy, deep_);
         xmlAttr* last = nullptr;
         for (const xmlAttr* attr = from->properties; attr && !failed_; attr = attr->next) {
-            auto* const attr_copy = reinterpret_cast<xmlAttr*>(
-                copy_node(reinterpret_cast<const xmlNode*>(attr)));
+            auto* const attr_copy =
+                reinterpret_cast<xmlAttr*>(copy_node(reinterpret_cast<const xmlNode*>(attr)));
             if (!attr_copy) return;
             attr_copy->parent = copy;
             attr_copy->prev = last;

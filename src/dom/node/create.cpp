@@ -7,8 +7,8 @@
 #include "dom/node/namespaces.hpp"
 #include "dom/node/tree.hpp"
 #include "dom/owned.hpp"
-#include "util/names.hpp"
 #include "utf8/text.hpp"
+#include "util/names.hpp"
 
 namespace valtrosse {
 namespace {

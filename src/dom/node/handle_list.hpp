@@ -26,8 +26,7 @@ public:
         }
         const std::uint32_t bytes = 2 * (1 + digits * count);
         if (bytes > sizeof local_) {
-            heap_.reset(
-                static_cast<char16_t*>(Mem_Alloc(call.runtime()->allocator, bytes)));
+            heap_.reset(static_cast<char16_t*>(Mem_Alloc(call.runtime()->allocator, bytes)));
             units_ = heap_.get();
         }
         if (!units_) {

@@ -14,8 +14,7 @@ int _x_isWriteNode(const xmlNode* node) {
     const xmlNode* parent = node->parent;
     if (!parent) return 1;
     if (parent->type == XML_DTD_NODE) return 0;
-    const bool part_of_document =
-        node->type == XML_ELEMENT_NODE || node->type == XML_DTD_NODE;
+    const bool part_of_document = node->type == XML_ELEMENT_NODE || node->type == XML_DTD_NODE;
     return !(part_of_document && valtrosse::is_document(parent));
 }
 

@@ -50,7 +50,8 @@ void free_notations(xmlNode* record) {
 
 bool may_be_freed(const xmlNode* node) {
     if (is_declaration(node)) return false;
-    if (node->type == XML_DTD_NODE) return !belongs_to_document(reinterpret_cast<const xmlDtd*>(node));
+    if (node->type == XML_DTD_NODE)
+        return !belongs_to_document(reinterpret_cast<const xmlDtd*>(node));
     return !node->parent || node->type == XML_NOTATION_NODE;
 }
 

@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "dom/node/handle_list.hpp"
 #include "dom/node/ownership.hpp"
@@ -105,7 +106,8 @@ void register_prefixes(xmlXPathContext* context, const xmlNode* root, std::strin
 class Surroundings {
 public:
     explicit Surroundings(xmlNode* node)
-        : doc_(document_for_lookup(node)), top_(const_cast<xmlNode*>(topmost(node))) {
+        : doc_(document_for_lookup(node)),
+          top_(const_cast<xmlNode*>(topmost(node))) {
         if (!doc_) doc_ = &no_document_;
         no_document_.type = XML_DOCUMENT_NODE;
         no_element_.type = XML_ELEMENT_NODE;
@@ -129,6 +131,55 @@ private:
     xmlNode* top_;
 };
 
+/// Whether the expression may use one of the axes that go through the whole document.
+bool may_go_through_document(std::string_view expression) {
+    for (const std::string_view axis : {"following", "preceding"})
+        for (std::size_t i = expression.find(axis); i != std::string_view::npos;
+             i = expression.find(axis, i + 1)) {
+            std::string_view rest = expression;
+            rest.remove_prefix(i + axis.size());
+            if (!rest.starts_with("-sibling")) return true;
+        }
+    return false;
+}
+
+/// Cuts the entity references of a document off from their declarations. libxml2's axes following and
+/// preceding walk through a reference into the DTD, and from its end to the root element again, without
+/// end. Null: nothing to do.
+class ClosedReferences {
+public:
+    explicit ClosedReferences(xmlDoc* doc) : doc_(doc) {
+        for_references([](xmlNode* reference) {
+            if (!reference->children || !is_declaration(reference->children)) return;
+            reference->psvi = std::exchange(reference->children, nullptr);
+            reference->last = nullptr;
+        });
+    }
+    ~ClosedReferences() {
+        for_references([](xmlNode* reference) {
+            if (!reference->psvi) return;
+            reference->children = reference->last = static_cast<xmlNode*>(reference->psvi);
+            reference->psvi = nullptr;
+        });
+    }
+    ClosedReferences(const ClosedReferences&) = delete;
+    ClosedReferences& operator=(const ClosedReferences&) = delete;
+
+private:
+    template <typename Visit>
+    void for_references(Visit visit) {
+        if (!doc_ || (!doc_->intSubset && !doc_->extSubset)) return;
+        for (xmlNode* part :
+             {reinterpret_cast<xmlNode*>(doc_), reinterpret_cast<xmlNode*>(doc_->extSubset)})
+            if (part)
+                visit_subtree(part, [visit](xmlNode* node) {
+                    if (node->type == XML_ENTITY_REF_NODE) visit(node);
+                });
+    }
+
+    xmlDoc* doc_;
+};
+
 /// The nodes that the XPath expression `string` selects from `node`, in document order, as a handle
 /// list. No value when it does not compile or evaluate, or gives something else than nodes. Nodes of
 /// the namespace axis are left out: their records end with the result.
@@ -139,10 +190,12 @@ Result select_nodes(Call& call, xmlNode* node, HostText string) {
 
     clear_stale_docs(node);
     const Surroundings around(node);
+    const std::string_view text(expression.c_str(), expression.length());
+    const ClosedReferences closed(may_go_through_document(text) ? around.document() : nullptr);
     const XmlOwned<xmlXPathContext> context(xmlXPathNewContext(around.document()));
     if (!context) return no_value;
     context->node = node;
-    register_prefixes(context.get(), node, {expression.c_str(), expression.length()});
+    register_prefixes(context.get(), node, text);
     const XmlOwned<xmlXPathCompExpr> compiled(xmlXPathCompile(expression.text()));
     if (!compiled) return no_value;
     const XmlOwned<xmlXPathObject> result(xmlXPathCompiledEval(compiled.get(), context.get()));

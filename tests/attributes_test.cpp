@@ -80,9 +80,10 @@ TEST_F(Attributes, lists_hold_together_through_every_change) {
                 EXPECT_EQ(get("xmlDOMNodeGetOwnerDoc", attr), has_none ? 0 : owner);
             } else {
                 const bool plain = *change.uri == 0;
-                const Handle attr = with_text(
-                    plain ? create(doc, XML_ATTRIBUTE_NODE, change.attr)
-                          : create_ns(doc, XML_ATTRIBUTE_NODE, change.attr, change.uri), "new");
+                const Handle attr =
+                    with_text(plain ? create(doc, XML_ATTRIBUTE_NODE, change.attr)
+                                    : create_ns(doc, XML_ATTRIBUTE_NODE, change.attr, change.uri),
+                              "new");
                 const char* const function = change.op == 's' ? "xmlDOMElementSetAttributeNode"
                                                               : "xmlDOMElementSetAttributeNodeNS";
                 const Handle result = get(function, r, attr);
@@ -116,12 +117,13 @@ TEST_F(Attributes, an_only_attribute_comes_and_goes) {
         const char* function;
         Handle element;
         Handle attr;
-    } refused[] = {{"xmlDOMElementSetAttributeNode", s, a}, {"xmlDOMElementSetAttributeNode", text, b},
-                   {"xmlDOMElementSetAttributeNode", r, text}, {"xmlDOMElementSetAttributeNode", a, b},
-                   {"xmlDOMElementSetAttributeNodeNS", r, b}, {"xmlDOMElementSetAttributeNodeNS", s, a},
-                   {"xmlDOMElementRemoveAttributeNode", s, a}, {"xmlDOMElementRemoveAttributeNode", r, b},
-                   {"xmlDOMElementRemoveAttributeNode", text, a}, {"xmlDOMNodeGetNextAttribute", s, a},
-                   {"xmlDOMNodeGetNextAttribute", r, b}, {"xmlDOMNodeGetNextAttribute", r, a}};
+    } refused[] = {
+        {"xmlDOMElementSetAttributeNode", s, a},       {"xmlDOMElementSetAttributeNode", text, b},
+        {"xmlDOMElementSetAttributeNode", r, text},    {"xmlDOMElementSetAttributeNode", a, b},
+        {"xmlDOMElementSetAttributeNodeNS", r, b},     {"xmlDOMElementSetAttributeNodeNS", s, a},
+        {"xmlDOMElementRemoveAttributeNode", s, a},    {"xmlDOMElementRemoveAttributeNode", r, b},
+        {"xmlDOMElementRemoveAttributeNode", text, a}, {"xmlDOMNodeGetNextAttribute", s, a},
+        {"xmlDOMNodeGetNextAttribute", r, b},          {"xmlDOMNodeGetNextAttribute", r, a}};
     for (const auto& call : refused)
         EXPECT_TRUE(gives_no_value(call.function, call.element, call.attr)) << call.function;
     EXPECT_EQ(names(r), "a=1 ");
@@ -156,11 +158,13 @@ TEST_F(Attributes, are_found_by_name_and_by_namespace) {
             SCOPED_TRACE(std::string(lookup.name) + (element == r ? "" : " of the copy"));
             const bool defaulted = lookup.specified[0] == 'n';
             const bool found = *lookup.specified && (element == r || !defaulted);
-            const std::string value =
-                !found ? "none" : element == copy && lookup.name[0] == 'b' ? "&<" : lookup.value;
+            const std::string value = !found                                     ? "none"
+                                      : element == copy && lookup.name[0] == 'b' ? "&<"
+                                                                                 : lookup.value;
             const auto look_up = [&](const char* function) {
-                return lookup.uri ? call(function + std::string("NS"), element, lookup.name, lookup.uri)
-                                  : call(function, element, lookup.name);
+                return lookup.uri
+                           ? call(function + std::string("NS"), element, lookup.name, lookup.uri)
+                           : call(function, element, lookup.name);
             };
             const Outcome text = look_up("xmlDOMElementGetAttribute");
             EXPECT_EQ(text.no_value() ? "none" : text.utf8(), value);
@@ -194,23 +198,26 @@ TEST_F(Attributes, names_and_properties) {
     const struct {
         std::string name;
         bool level1, level2, valid;
-    } names[] = {{"node", true, false, true},     {"a:b", false, true, true},
-                 {":b", false, true, true},       {"a:", false, true, true},
-                 {"a:b:c", false, false, true},   {"", true, false, false},
-                 {"1abc", true, false, false},    {" a", true, false, false},
-                 {"\xC3\xA9l", true, false, true}, {longer, true, false, true},
+    } names[] = {{"node", true, false, true},       {"a:b", false, true, true},
+                 {":b", false, true, true},         {"a:", false, true, true},
+                 {"a:b:c", false, false, true},     {"", true, false, false},
+                 {"1abc", true, false, false},      {" a", true, false, false},
+                 {"\xC3\xA9l", true, false, true},  {longer, true, false, true},
                  {longer + ":b", false, true, true}};
     for (const auto& test : names) {
         EXPECT_EQ(call("xmlDOMUtilIsLevel1Name", test.name).boolean(), test.level1) << test.name;
         EXPECT_EQ(call("xmlDOMUtilIsLevel2Name", test.name).boolean(), test.level2) << test.name;
         EXPECT_EQ(call("xmlDOMUtilIsValidXMLName", test.name).boolean(), test.valid) << test.name;
     }
-    const Handle doc = load("<r xmlns='urn:d' xmlns:p='urn:p' p:a='1' b='2'><p:e/><f xmlns=''/></r>");
+    const Handle doc =
+        load("<r xmlns='urn:d' xmlns:p='urn:p' p:a='1' b='2'><p:e/><f xmlns=''/></r>");
     const struct {
         const char* node;
         const char* local_uri_prefix;
-    } properties[] = {{"/*", "r urn:d none none"}, {"/*/*[1]", "e urn:p p none"},
-                      {"/*/*[2]", "none none none none"}, {"/*/@*[1]", "a urn:p p none"},
+    } properties[] = {{"/*", "r urn:d none none"},
+                      {"/*/*[1]", "e urn:p p none"},
+                      {"/*/*[2]", "none none none none"},
+                      {"/*/@*[1]", "a urn:p p none"},
                       {"/*/@b", "none none none none"}};
     for (const auto& test : properties) {
         std::string all;

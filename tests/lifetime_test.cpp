@@ -36,41 +36,63 @@ TEST_F(Lifetime, documents_and_detached_nodes_end_in_any_order) {
         const char* what;
         std::function<Nodes()> run;  // gives what is the script's then
     } scenarios[] = {
-        {"unlinked", [&] { return Nodes{unlink(m), unlink(find(m, "comment()")),
-                                        unlink(first_child(m))}; }},
-        {"moved", [&] { append(w, m); append(y, first_child(r)); return Nodes{}; }},
-        {"moved there and back", [&] { append(w, m); append(r, m); append(r, y); return Nodes{}; }},
-        {"through a detached parent", [&] {
+        {"unlinked",
+         [&] {
+             return Nodes{unlink(m), unlink(find(m, "comment()")), unlink(first_child(m))};
+         }},
+        {"moved",
+         [&] {
+             append(w, m);
+             append(y, first_child(r));
+             return Nodes{};
+         }},
+        {"moved there and back",
+         [&] {
+             append(w, m);
+             append(r, m);
+             append(r, y);
+             return Nodes{};
+         }},
+        {"through a detached parent",
+         [&] {
              const Handle parent = create_ns(b, XML_ELEMENT_NODE, "p:z", "urn:z");
              append(parent, m);
              append(parent, create(a, XML_TEXT_NODE, "made for A"));
              append(w, parent);
              return Nodes{unlink(m)};
          }},
-        {"replaced", [&] {
+        {"replaced",
+         [&] {
              const Handle old = get("xmlDOMNodeReplaceNode", y, m);
              return Nodes{old, get("xmlDOMNodeReplaceNode", first_child(m), unlink(next(m)))};
          }},
-        {"cloned", [&] { return Nodes{clone(a), clone(m), clone(find(m, "@*[name()='p:q']"))}; }},
-        {"cloned and mixed", [&] {
+        {"cloned",
+         [&] {
+             return Nodes{clone(a), clone(m), clone(find(m, "@*[name()='p:q']"))};
+         }},
+        {"cloned and mixed",
+         [&] {
              const Handle c = clone(a);
              append(root(c), m);
              append(w, first_child(root(c)));
              return Nodes{c, unlink(first_child(root(c)))};
          }},
-        {"imported", [&] {
+        {"imported",
+         [&] {
              append(w, get("xmlDOMNodeImportNode", m, 1, b));
              return Nodes{get("xmlDOMNodeImportNode", m, 0, b),
                           get("xmlDOMNodeImportNode", find(m, "@i"), 1, b)};
          }},
-        {"attributes", [&] {
+        {"attributes",
+         [&] {
              const Handle i = attribute(m, "i");
              remove_attribute(m, i);
              const Handle old = set_attribute(y, i);
              return Nodes{old, unlink(find(m, "@*[name()='xml:lang']")),
                           unlink(find(m, "@*[name()='p:q']"))};
          }},
-        {"attributes of detached elements", [&] {
+        {"attributes of detached elements",
+         [&] {
              unlink(m);
              const Handle i = attribute(m, "i");
              remove_attribute(m, i);
@@ -79,17 +101,20 @@ TEST_F(Lifetime, documents_and_detached_nodes_end_in_any_order) {
                  m, with_text(create_ns(b, XML_ATTRIBUTE_NODE, "k:q", "urn:p"), "w")));
              return Nodes{m, i};
          }},
-        {"private attributes", [&] {
+        {"private attributes",
+         [&] {
              set_attribute(y, create_ns(a, XML_ATTRIBUTE_NODE, "n:a", "urn:n"));
              return Nodes{set_attribute(y, create(b, XML_ATTRIBUTE_NODE, "i")), unlink(y)};
          }},
-        {"merged text", [&] {
+        {"merged text",
+         [&] {
              add(2, find(w, "text()"), find(r, "text()"));
              const Handle last = create(a, XML_TEXT_NODE, "v");
              append(w, last);
              return Nodes{unlink(find(w, "text()"))};
          }},
-        {"references", [&] {
+        {"references",
+         [&] {
              const Handle e = unlink(next(first_child(m)));
              append(e, unlink(find(m, "comment()")));
              append(w, e);
@@ -119,8 +144,9 @@ TEST_F(Lifetime, documents_and_detached_nodes_end_in_any_order) {
 }
 
 TEST_F(Lifetime, id_follows_the_attributes) {
-    const Handle a = load("<!DOCTYPE r [<!ATTLIST m i ID #IMPLIED><!ENTITY e '9'>]>"
-                          "<r><m i='one'/><n xml:id='  two  '/><m i='twice'/><o xml:id='twice'/>&e;</r>");
+    const Handle a = load(
+        "<!DOCTYPE r [<!ATTLIST m i ID #IMPLIED><!ENTITY e '9'>]>"
+        "<r><m i='one'/><n xml:id='  two  '/><m i='twice'/><o xml:id='twice'/>&e;</r>");
     const Handle b = load("<q/>");
     const Handle r = root(a), m = first_child(r), n = next(m), i = attribute(m, "i");
     EXPECT_EQ(by_id(a, "one two twice"), "m m ");  // the parser keeps the blanks of an xml:id
@@ -144,7 +170,8 @@ TEST_F(Lifetime, id_follows_the_attributes) {
     EXPECT_EQ(by_id(a, "new new2"), "m ");
     append(i, create(a, XML_ENTITY_REF_NODE, "e"));
     EXPECT_EQ(by_id(a, "new29"), "m ");
-    const Handle old = get("xmlDOMNodeReplaceNode", first_child(i), create(a, XML_TEXT_NODE, "new"));
+    const Handle old =
+        get("xmlDOMNodeReplaceNode", first_child(i), create(a, XML_TEXT_NODE, "new"));
     free_node(unlink(next(first_child(i))));
     EXPECT_EQ(by_id(a, "new"), "m ");
     remove_attribute(m, i);
@@ -153,8 +180,8 @@ TEST_F(Lifetime, id_follows_the_attributes) {
     expect("set", "m m ", "n ");
     const Handle replaced = set_attribute(m, i);
     EXPECT_EQ(by_id(a, "one new"), "m ");
-    const Handle lang = with_text(create_ns(a, XML_ATTRIBUTE_NODE, "xml:id",
-                                            "http://www.w3.org/XML/1998/namespace"), "two");
+    const Handle lang = with_text(
+        create_ns(a, XML_ATTRIBUTE_NODE, "xml:id", "http://www.w3.org/XML/1998/namespace"), "two");
     set_attribute_ns(m, lang);
     expect("set with a namespace", "m m ", "n ");
     const Handle copy = keep(clone(a));
@@ -214,18 +241,20 @@ TEST_F(Life, methods_give_their_object_and_their_status) {
         const char* what;
         std::vector<Argument> args;
         vt_status status;
-    } adds[] = {{"a tree", {first}, 0},  {"nothing", {}, 41},       {"0", {0}, 30},
-                {"null", {nullptr}, 30}, {"text", {"tree"}, 30},    {"another tree", {second}, 0},
+    } adds[] = {{"a tree", {first}, 0},   {"nothing", {}, 41},    {"0", {0}, 30},
+                {"null", {nullptr}, 30},  {"text", {"tree"}, 30}, {"another tree", {second}, 0},
                 {"it again", {second}, 0}};
     for (const auto& add : adds) {
         const Outcome outcome = host.call_method(life, "addInternal", add.args);
         EXPECT_EQ(outcome.status(), add.status) << add.what;
         EXPECT_EQ(outcome.no_value() ? nullptr : outcome.object().get(),
-                  add.status == 41 ? nullptr : life.get()) << add.what;
+                  add.status == 41 ? nullptr : life.get())
+            << add.what;
     }
     // Chained, as scripts write it.
-    life = host.call_method(host.call_method(life, "removeInternal").object(), "addInternal",
-                            {second}).object();
+    life =
+        host.call_method(host.call_method(life, "removeInternal").object(), "addInternal", {second})
+            .object();
     EXPECT_EQ(host.call_method(life, "new").status(), 16U);
     EXPECT_EQ(host.symbol_as<vt_status (*)()>("TOVIK_GetLIBXMLLifeObjValue")(), 31U);
     EXPECT_EQ(host.symbol_as<vt_status (*)()>("TOVIK_SetLIBXMLLifeObjValue")(), 31U);
@@ -245,18 +274,21 @@ TEST_F(Life, a_tree_ends_once) {
     } ends[] = {
         {"nothing", [] {}},
         {"freed by hand", [&] { free_node(tree); }},
-        {"freed with a bigger tree", [&] {
+        {"freed with a bigger tree",
+         [&] {
              const Handle bigger = create(doc, XML_ELEMENT_NODE, "bigger");
              append(bigger, tree);
              free_node(bigger);
          }},
         {"under a detached node", [&] { append(create(doc, XML_ELEMENT_NODE, "x"), tree); }},
         {"linked into a document", [&] { append(r, tree); }},
-        {"replaced away and freed", [&] {
+        {"replaced away and freed",
+         [&] {
              append(r, tree);
              free_node(get("xmlDOMNodeReplaceNode", tree, create(doc, XML_COMMENT_NODE, "c")));
          }},
-        {"in a document that is freed", [&] {
+        {"in a document that is freed",
+         [&] {
              const Handle other = new_document();
              append(other, tree);
              free(other);
@@ -281,23 +313,31 @@ TEST_F(Life, a_tree_ends_once) {
         }
         if (taken_back) free_node(tree);
     }
-    EXPECT_EQ(xml(r), "<r>t<e xmlns:p=\"urn:p\" p:a=\"1\"><f/></e>"
-                      "<e xmlns:p=\"urn:p\" p:a=\"1\"><f/></e><!--c--></r>");
+    EXPECT_EQ(xml(r),
+              "<r>t<e xmlns:p=\"urn:p\" p:a=\"1\"><f/></e>"
+              "<e xmlns:p=\"urn:p\" p:a=\"1\"><f/></e><!--c--></r>");
     EXPECT_EQ(parent(f), e);
 }
 
 TEST_F(Life, holds_whatever_can_be_freed) {
     const Handle doc = get("xmlDOMDocLoadXMLString",
                            "<!DOCTYPE r [<!NOTATION n SYSTEM 'n'><!NOTATION o SYSTEM 'o'>"
-                           "<!ENTITY e 'x'>]><r a='1'>t</r>", 1);
+                           "<!ENTITY e 'x'>]><r a='1'>t</r>",
+                           1);
     get("xmlDOMDocSetLastMsg", doc, "a message to go with it");
     const Handle text = find(doc, "//text()"), r = root(doc), a = attribute(r, "a");
     const Handle merged = create(doc, XML_TEXT_NODE, "u");
     std::vector<ObjectHandle> objects = {
-        holding(get("xmlDOMDocGetNotations", doc)), holding(get("xmlDOMDocCreateDoctype", "d")),
-        holding(create_ns(doc, XML_ATTRIBUTE_NODE, "p:a", "urn:p")), holding(clone(doc)),
-        holding(create(doc, XML_DOCUMENT_FRAG_NODE, "")), holding(entity(doc)), holding(merged),
-        holding(unlink(text)), holding(remove_attribute(r, a)), holding(a)};
+        holding(get("xmlDOMDocGetNotations", doc)),
+        holding(get("xmlDOMDocCreateDoctype", "d")),
+        holding(create_ns(doc, XML_ATTRIBUTE_NODE, "p:a", "urn:p")),
+        holding(clone(doc)),
+        holding(create(doc, XML_DOCUMENT_FRAG_NODE, "")),
+        holding(entity(doc)),
+        holding(merged),
+        holding(unlink(text)),
+        holding(remove_attribute(r, a)),
+        holding(a)};
     append(r, text);
     EXPECT_EQ(append(r, merged), text);
     const ObjectHandle first = holding(doc), second = holding(doc);

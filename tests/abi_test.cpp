@@ -241,17 +241,10 @@ TEST_F(Abi, every_parameter_of_every_function_is_required_and_checked) {
                 std::vector<Argument> args;
                 for (const std::string& parameter : function.parameters)
                     switch (kind_of(function.name, parameter)) {
-                        case 'h':
-                            args.emplace_back(doc);
-                            break;
-                        case 'i':
-                            args.emplace_back(1);
-                            break;
-                        case 'b':
-                            args.emplace_back(Blob{});
-                            break;
-                        default:
-                            args.emplace_back("p:a");
+                        case 'h': args.emplace_back(doc); break;
+                        case 'i': args.emplace_back(1); break;
+                        case 'b': args.emplace_back(Blob{}); break;
+                        default: args.emplace_back("p:a");
                     }
                 args[k] = tried;
                 const Outcome outcome = host.call(function, args);

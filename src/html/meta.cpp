@@ -20,7 +20,8 @@ const xmlChar* single_text(const xmlAttr* attr) {
     return text && text->type == XML_TEXT_NODE && !text->next ? text->content : nullptr;
 }
 
-/// The content attribute of a meta element that names the content type; null for another element.
+/// The content attribute of a meta element that names the content type; null for another element. The
+/// writer also reads one that is in a namespace or in capitals, but this is the one it sets.
 xmlAttr* content_type(const xmlNode* meta) {
     xmlAttr* content = nullptr;
     bool names_type = false;
@@ -29,7 +30,7 @@ xmlAttr* content_type(const xmlNode* meta) {
         if (!value) continue;
         if (is_named(attr->name, "http-equiv") && is_named(value, "Content-Type"))
             names_type = true;
-        else if (is_named(attr->name, "content"))
+        else if (!attr->ns && xmlStrEqual(attr->name, reinterpret_cast<const xmlChar*>("content")))
             content = attr;
     }
     return names_type ? content : nullptr;

@@ -322,7 +322,7 @@ TEST_F(Dtds, doctype_properties) {
     EXPECT_EQ(both(dtd), "pub sys");
     EXPECT_EQ(both(system_only), "none s");
     EXPECT_EQ(both(made), "none none");
-    for (std::size_t length : {0, 98, 99, 100, 198, 199, 200, 5000})
+    for (std::size_t length : {0U, 98U, 99U, 100U, 198U, 199U, 200U, 5000U})
         for (Handle node : {dtd, system_only, made}) {
             const std::string set = std::string(length, 'x') + "\u00e9";
             for (std::uint32_t property = 0; property < 3; ++property)
@@ -375,7 +375,7 @@ TEST_F(Dtds, entities_and_their_properties) {
     EXPECT_TRUE(gives_no_value("xmlDOMEntityGetProperty", root_of(doc), 1));
 
     // Around the size of the frame's buffer.
-    for (std::size_t count : {11, 12, 13, 2000}) {
+    for (std::size_t count : {11U, 12U, 13U, 2000U}) {
         std::string xml = "<!DOCTYPE r [";
         for (std::size_t i = 0; i < count; ++i) xml += "<!ENTITY e" + std::to_string(i) + " ''>";
         const Handle many = load(xml + "]><r/>");

@@ -232,7 +232,7 @@ TEST_F(Formats, document_properties) {
     EXPECT_EQ(all(keep(get("xmlDOMDocCreateDoc", "7"))), "7 none none none");
     const Handle page = html("<p>x");
     for (Handle document : {doc, page, load("<a/>")}) {
-        for (std::size_t length : {99, 100, 101, 199, 200, 5000, 0}) {
+        for (std::size_t length : {99U, 100U, 101U, 199U, 200U, 5000U, 0U}) {
             const std::string set(length, 'x');
             for (std::uint32_t property : {0U, 1U, 3U})
                 EXPECT_EQ(call("xmlDOMDocSetProperty", document, property, set).integer(), 0U);
@@ -292,7 +292,7 @@ TEST_F(Formats, dump_of_every_kind_of_node) {
     const Handle notations = get("xmlDOMDocGetNotations", doc);
     EXPECT_EQ(dumped(notations), "");
     EXPECT_EQ(get("xmlDOMNodeFreeNode", notations), 0U);
-    for (std::size_t length : {97, 98, 99, 100, 101, 5000}) {
+    for (std::size_t length : {97U, 98U, 99U, 100U, 101U, 5000U}) {
         const std::string xml = "<a>" + std::string(length - 7, 'x') + "</a>";
         EXPECT_EQ(dumped(load_root(xml)), xml);
     }
@@ -411,10 +411,10 @@ TEST_F(Replacement, as_a_plain_search_does_it) {
     }
     // Around the edges of blocks, with first and last unit alike and different.
     for (std::size_t before = 0; before < 26; ++before)
-        for (std::size_t after : {0, 1, 6, 7, 8, 9, 15, 16, 17})
+        for (std::size_t after : {0U, 1U, 6U, 7U, 8U, 9U, 15U, 16U, 17U})
             for (const std::u16string pattern :
                  {u"x", u"xx", u"xy", u"xyx", u"xxxxxxxx", u"xyyyyyyyyx"})
-                for (std::size_t by : {0, 1, 7, 8, 9, 20})
+                for (std::size_t by : {0U, 1U, 7U, 8U, 9U, 20U})
                     compare(std::u16string(before, u'x') + pattern + std::u16string(after, u'y') +
                                 pattern,
                             pattern, std::u16string(by, u'z'));

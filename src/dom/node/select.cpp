@@ -196,7 +196,9 @@ Result select_nodes(Call& call, xmlNode* node, HostText string) {
     if (!context) return no_value;
     context->node = node;
     register_prefixes(context.get(), node, text);
-    const XmlOwned<xmlXPathCompExpr> compiled(xmlXPathCompile(expression.text()));
+    // With the context: without one libxml2 sets no limit to the depth of an expression.
+    const XmlOwned<xmlXPathCompExpr> compiled(
+        xmlXPathCtxtCompile(context.get(), expression.text()));
     if (!compiled) return no_value;
     const XmlOwned<xmlXPathObject> result(xmlXPathCompiledEval(compiled.get(), context.get()));
     if (!result || result->type != XPATH_NODESET || !result->nodesetval) return no_value;

@@ -176,13 +176,16 @@ private:
             const char16_t* const at = text_.data + block;
             unsigned mask = equal_units(at, first) & equal_units(at + pattern_.count - 1, last);
             if (mask == 0) continue;
-            if (const auto waiting = at - from; waiting > 0) {  // from earlier blocks
-                if (end_ - out < waiting + room_for_block) break;
-                std::memcpy(out, from, static_cast<std::size_t>(waiting) * sizeof *out);
+            // What waits from earlier blocks; negative where a match reaches into this one.
+            const std::ptrdiff_t waiting = at - from;
+            if (end_ - out < waiting + room_for_block) break;
+            if (waiting > 0) {
+                if (waiting <= static_cast<std::ptrdiff_t>(lane))
+                    move_lane(out, from);
+                else
+                    std::memcpy(out, from, static_cast<std::size_t>(waiting) * sizeof *out);
                 out += waiting;
                 from = at;
-            } else if (end_ - out < room_for_block) {
-                break;
             }
             for (; mask != 0; mask &= mask - 1) {
                 const char16_t* const match = at + std::countr_zero(mask);

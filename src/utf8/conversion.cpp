@@ -10,7 +10,6 @@ using namespace valtrosse;
 namespace {
 
 constexpr std::uint32_t max_bytes = 0x40000000;
-constexpr std::uint32_t max_units = max_bytes / sizeof(char16_t);
 
 /// Replaces *buffer by a block of count elements from the host. 62 over the limit, 1 without memory;
 /// then *buffer stays as it was.
@@ -23,8 +22,6 @@ vt_status move_to_heap(vt_host_runtime* runtime, std::uint64_t count, Element** 
     *buffer = static_cast<Element*>(block);
     return VT_OK;
 }
-
-static_assert(max_units == 0x20000000);
 
 }  // namespace
 

@@ -1,7 +1,6 @@
 #include "dom/attr/list.hpp"
 
 #include "dom/doc/documents.hpp"
-#include "dom/node/ids.hpp"
 #include "dom/node/namespaces.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/node/tree.hpp"

@@ -54,6 +54,36 @@ printf 'var x = ;\n' >syntax.js
 expect "syntax error" 1 err "syntax.js" run syntax.js
 expect "path above 0xFF" 1 err "path8" run -e 'xmlDOMDocLoadXMLFile("\u4e2d.xml")'
 
+# ---- Leaks ----
+
+cat >keeper.js <<'SCRIPT'
+exports.keep = function (doc) {
+    return xmlDOMDocCreateNode({data: 'lost', type: 1, doc: doc});
+};
+SCRIPT
+cat >leaky.js <<'SCRIPT'
+var keep = require('./keeper').keep;
+var doc = xmlDOMDocLoadXMLString('<a><b/></a>', 0);
+keep(doc);
+LIBXMLLife.new().addInternal(keep(doc));
+var life = LIBXMLLife.new().addInternal(xmlDOMDocCreateDoc('1.0'));
+if (args[0] === 'clean') { xmlDOMDocFreeDoc(doc); life.addInternal(keep(doc)); }
+exit(Number(args[1]));
+SCRIPT
+expect "leaks" 3 err "vtdom: 2 handles were neither freed nor linked" run --leaks leaky.js leaky 0
+grep -qE '^  document <a> \([0-9]+\) from xmlDOMDocLoadXMLString at leaky.js:2$' err ||
+    fail "leaks: the document is missing"
+grep -qE '^  element <lost> \(.* from xmlDOMDocCreateNode at keeper.js:2, called from leaky.js:3$' err ||
+    fail "leaks: the place of the script is missing"
+expect "leaks of a script that fails" 7 err "2 handles" run --leaks leaky.js leaky 7
+# The object lets go of its document, which nobody frees, for a node that it holds to the end.
+expect "leak after a second addInternal" 3 err "document without an element" \
+    run --leaks leaky.js clean 0
+[[ $(wc -l <err) == 3 ]] || fail "leak after a second addInternal: more is reported"
+expect "no leaks" 0 out "done" run --leaks -e \
+    'var life = LIBXMLLife.new().addInternal(xmlDOMDocCreateDoc("1")); print("done")'
+[[ ! -s err ]] || fail "no leaks: something is reported"
+
 expect "missing script" 2 err "absent.js" run absent.js
 one_line "missing script"
 expect "missing plugin" 2 err "absent.so" "$vtdom" --plugin ./absent.so -e 1

@@ -4,9 +4,12 @@
 #include <system_error>
 
 #include "cli/leaks.hpp"
+#include "cli/network.hpp"
 #include "cli/options.hpp"
 #include "cli/ownership.hpp"
 #include "cli/places.hpp"
+#include "cli/profile.hpp"
+#include "cli/trace.hpp"
 #include "host/host.hpp"
 #include "script/engine.hpp"
 #include "script/observer.hpp"
@@ -53,12 +56,17 @@ int run_script(const cli::CommandLine& line, host::Host& host, script::CallObser
 
 /// Runs the script with what looks at its calls, and writes what that has seen.
 int run(const cli::CommandLine& line, host::Host& host) {
+    cli::Trace trace(std::cerr, std::cout);
+    cli::Profile profile;
     cli::Ownership ownership(host);
     script::CallObservers observers;
     if (line.leaks) observers.add(ownership);
+    if (line.profile) observers.add(profile);
+    if (line.trace) observers.add(trace);
 
     int exit_code = run_script(line, host, observers.empty() ? nullptr : &observers);
     std::cout.flush();
+    if (line.profile) profile.report(std::cerr);
     if (line.leaks && cli::report_leaks(std::cerr, host, ownership) != 0 && exit_code == 0) {
         exit_code = leaks_found;
     }
@@ -66,6 +74,7 @@ int run(const cli::CommandLine& line, host::Host& host) {
 }
 
 int execute(const cli::CommandLine& line) {
+    if (line.no_network) cli::forbid_network();
     const std::string plugin = cli::find_plugin(line.plugin);
     host::Host host(plugin);
     switch (line.action) {

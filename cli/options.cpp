@@ -47,6 +47,12 @@ std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_co
         ->type_name("PATH");
     app.add_flag("--leaks", line.leaks,
                  "At the end list the handles that were neither freed nor linked");
+    app.add_flag("--trace", line.trace,
+                 "Write each call to standard error: arguments, result, time");
+    app.add_flag("--profile", line.profile,
+                 "At the end write a table of the calls to standard error");
+    app.add_flag("--no-network", line.no_network,
+                 "Fetch no documents, DTDs or entities by network");
     app.add_flag("--functions", functions, "List the script functions with their parameters");
     app.add_flag("--version", version, "Show the library's versions");
 

@@ -84,6 +84,38 @@ expect "no leaks" 0 out "done" run --leaks -e \
     'var life = LIBXMLLife.new().addInternal(xmlDOMDocCreateDoc("1")); print("done")'
 [[ ! -s err ]] || fail "no leaks: something is reported"
 
+# ---- Trace, profile, network ----
+
+cat >calls.js <<'SCRIPT'
+print('first');
+var doc = xmlDOMDocLoadXMLString({keepBlanks: 0, string: '<a>"\n' + Array(99).join('x') + '</a>'});
+xmlDOMNodeGetRelative(doc, 0);
+xmlUTF8Encode('\u00e9');
+try { xmlDOMNodeGetRelative({node: doc}); } catch (e) {}
+LIBXMLLife.new().addInternal(doc);
+SCRIPT
+# Times, handles and addresses differ from run to run.
+show_calls() {
+    run "$@" 2>&1 | sed -E 's/^ *[0-9.]+ (ns|µs|ms) /TIME/; s/[0-9]{6,}/N/g; s/@[0-9a-f]+/@N/g'
+}
+show_calls --trace calls.js >out
+diff - out >err <<EXPECTED || fail "trace"
+first
+TIME xmlDOMDocLoadXMLString(string: "<a>\\"\\n$(printf 'x%.0s' {1..35})…" (107 characters), keepBlanks: 0) = N
+TIME xmlDOMNodeGetRelative(node: N, relative: 0) = no value
+TIME xmlUTF8Encode(string: "é") = 2 bytes
+TIME xmlDOMNodeGetRelative(node: N, relative: (not supplied)) failed: parameter relative of xmlDOMNodeGetRelative is not supplied (41)
+TIME LIBXMLLife.new() = LIBXMLLife@N
+TIME LIBXMLLife@N.addInternal(internal: N) = LIBXMLLife@N
+          LIBXMLLife@N ends
+EXPECTED
+expect "profile" 0 err "6 calls in " run --profile --leaks calls.js
+grep -qE '^xmlDOMNodeGetRelative +2 .* (ns|µs|ms) +[0-9.]+ %' err || fail "profile: a row is missing"
+awk '/ %/ { share += $(NF - ($NF !~ /%/) - 1) } END { exit share < 99 || share > 101 }' err ||
+    fail "profile: the shares do not add up"
+expect "no network" 0 out "Attempt to load network entity" run --no-network -e \
+    'xmlDOMDocLoadXMLFile("http://127.0.0.1:9/", 0); print(xmlDOMDocGetLastMsg(0))'
+
 expect "missing script" 2 err "absent.js" run absent.js
 one_line "missing script"
 expect "missing plugin" 2 err "absent.so" "$vtdom" --plugin ./absent.so -e 1

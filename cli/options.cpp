@@ -43,7 +43,7 @@ std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_co
     app.add_option(
            "--plugin", line.plugin,
            "The library; otherwise $VALTROSSE_PLUGIN, or libvaltrosse-dom.so beside vtdom or "
-           "in ../lib")
+           "where it is installed")
         ->type_name("PATH");
     app.add_flag("--leaks", line.leaks,
                  "At the end list the handles that were neither freed nor linked");

@@ -117,11 +117,17 @@ function own(attribute) {
 }
 
 function readValue(attribute) {
-    try {
-        return xmlDOMNodeGetValue(attribute._handle);
-    } catch (e) {
-        return attribute.childNodes.map(function (child) { return child.textContent; }).join('');
+    // libxml2 knows entities in the document only, not in what is detached.
+    if (!attribute._cluster.hasReferences) {
+        try {
+            return xmlDOMNodeGetValue(attribute._handle);
+        } catch (e) {
+            // Characters above U+FFFF: its texts read them.
+        }
     }
+    var value = '';
+    for (var child = attribute.firstChild; child; child = child.nextSibling) value += child.textContent;
+    return value;
 }
 
 function setValue(attribute, text) {
@@ -331,11 +337,9 @@ function find(element, name) {
     var cluster = element._cluster;
     if (name.indexOf(':') < 0) {
         var found = xmlDOMElementGetAttributeNode(element._handle, name);
-        if (!found && !names.isWide(name)) return null;
-        if (found) {
-            var isReal = xmlDOMAttrGetSpecified(found);
-            if (isReal && (plain(element, name) || cluster.node(found).nodeName === name)) return cluster.node(found);
-        }
+        var isReal = found !== undefined && xmlDOMAttrGetSpecified(found);
+        if (isReal && (plain(element, name) || cluster.node(found).nodeName === name)) return cluster.node(found);
+        if (!isReal && !names.isWide(name)) return defaultOf(element, name, null);
     }
     return first(realAttributes(element), function (attribute) { return attribute.nodeName === name; }) ||
         defaultOf(element, name, null);
@@ -399,13 +403,21 @@ function defaultOf(element, name, real) {
     if (!element._defaults) element._defaults = {};
     var known = element._defaults[name];
     if (known) return known;
-    var attribute = createAttribute(element._cluster, name);
-    var value = doctype._default(element.nodeName, name);
-    setValue(attribute, value);
+    var attribute = defaultAttribute(element, name);
+    setValue(attribute, doctype._default(element.nodeName, name));
     attribute._owner = element;
     attribute._isDefault = true;
     attribute._level1 = false;
     return (element._defaults[name] = attribute);
+}
+
+/** A new attribute whose prefix means what it means at the element. */
+function defaultAttribute(element, name) {
+    var colon = name.indexOf(':');
+    var prefix = name.slice(0, Math.max(colon, 0));
+    var uri = colon > 0 && prefix !== 'xml' && prefix !== 'xmlns' && namespaces.allBindings(element)[prefix];
+    if (!uri) return createAttribute(element._cluster, name);
+    return createAttributeNS(element._cluster, { name: name, prefix: prefix, local: name.slice(colon + 1), uri: uri }, false);
 }
 
 // ---- Putting and making attributes ----------------------------------------------------------------

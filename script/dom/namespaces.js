@@ -265,9 +265,12 @@ exports.create = function (cluster, type, name) {
     var declaration = name.uri && name.prefix !== 'xml'
         ? ' xmlns' + (name.prefix ? ':' + name.prefix : '') + '="' + exact.escape(name.uri) + '"' : '';
     var xml = type === 1 ? '<' + qualified + declaration + '/>' : '<r' + declaration + ' ' + qualified + '=""/>';
-    return exact.make(cluster.doc, xml, function (root) {
+    var made = exact.make(cluster.doc, xml, function (root) {
         return type === 1 ? root : xmlDOMNodeGetFirstAttribute(root);
     });
+    var text = xmlDOMNodeGetRelative(made, 3);
+    if (text) xmlDOMNodeFreeNode(xmlDOMNodeUnlinkNode(text));
+    return made;
 };
 
 // ---- Declarations as attributes -------------------------------------------------------------------

@@ -67,12 +67,13 @@ sub check {
     return $failures ? 1 : 0;
 }
 
-# Doxygen's name of a page: docs/functions.md is functions, examples/README.md is examples.
+# Doxygen's name of a page: docs/functions.md is doc-functions (functions is a page of Doxygen's own),
+# examples/README.md is doc-examples.
 sub page_of {
     my $name = lc abs2rel(abs_path($_[0]), $root);
     $name =~ s{^docs/|(/?readme)?\.md$}{}g;
     $name =~ s{\W}{-}g;
-    return $name || 'index';
+    return $name ? "doc-$name" : 'index';
 }
 
 sub filter {

@@ -81,6 +81,7 @@ sub filter {
     my ($page, $first, %seen) = (page_of($file), 1);
     my $target = sub {
         my ($text, $address) = @_;
+        $text =~ s/\s+/ /g;    # Doxygen takes no line break there
         return "[$text]($address)" if $address =~ /^\w+:/;
         my ($path, $heading) = split /#/, $address, 2;
         my $there = $path eq '' ? $file : dirname($file) . "/$path";

@@ -98,6 +98,7 @@ sub filter {
                 $id eq 'index' ? "$1$2" : "$1$2 {#$id}"
             }gme;
             $text =~ s/$link/$target->($1, $2)/ge;
+            $text =~ s/(?<!`)`([^`]*'[^`]*)`(?!`)/``$1``/g;    # Doxygen takes ` and ' for a pair
         }
         print $text;
     }

@@ -114,7 +114,7 @@ inline Handle handle_of(const void* object) {
 void check_links(const xmlNode* root);
 /// What a tree consists of, DTDs left out: equal trees have equal descriptions.
 std::string description(const xmlNode* root);
-/// Calls every function that reads on the first 60 nodes of the tree.
+/// Calls the functions that read a node on the tree's first 30 nodes, and those that read a document.
 void read_everything(Handle root);
 
 template <typename... T>

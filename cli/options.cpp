@@ -45,6 +45,9 @@ std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_co
            "The library; otherwise $VALTROSSE_PLUGIN, or libvaltrosse-dom.so beside vtdom or "
            "in ../lib")
         ->type_name("PATH");
+    app.add_flag(
+        "--checked", line.checked,
+        "Use libvaltrosse-dom-checked.so, and name every call with a handle of nothing alive");
     app.add_flag("--functions", functions, "List the script functions with their parameters");
     app.add_flag("--version", version, "Show the library's versions");
 

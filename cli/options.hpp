@@ -14,6 +14,7 @@ struct CommandLine {
     std::string script;             ///< a path, or the code given with -e
     std::vector<std::string> args;  ///< everything after the script
     std::string plugin;             ///< empty: not given
+    bool checked = false;  ///< use the library that checks handles, and report what it refuses
 };
 
 /// Reads the command line. Nothing is left to do when there is no result: help or a complaint has

@@ -54,6 +54,16 @@ printf 'var x = ;\n' >syntax.js
 expect "syntax error" 1 err "syntax.js" run syntax.js
 expect "path above 0xFF" 1 err "path8" run -e 'xmlDOMDocLoadXMLFile("\u4e2d.xml")'
 
+checked=${plugin%.so}-checked.so
+if [[ -e $checked ]]; then
+    printf 'xmlDOMNodeGetName(5);\nprint(LIBXMLLife.new().addInternal(6));\n' >refused.js
+    expect "refused handle" 0 err "xmlDOMNodeGetName: node 0x00000005 (5)" "$vtdom" --checked refused.js
+    expect "refused by a method" 0 err "addInternal: internal 0x00000006 (6)" \
+        "$vtdom" --checked --plugin "$checked" refused.js
+    [[ $(<out) == undefined && $(wc -l <err) == 2 ]] || fail "refused handle: more than two reports"
+fi
+expect "no checks in the plain library" 2 err "does not check handles" run --checked -e 1
+
 expect "missing script" 2 err "absent.js" run absent.js
 one_line "missing script"
 expect "missing plugin" 2 err "absent.so" "$vtdom" --plugin ./absent.so -e 1

@@ -6,18 +6,13 @@
 
 #include <array>
 
-#include "host/host.hpp"
+#include "bench/shared_host.hpp"
 
 namespace {
 
 using namespace valtrosse;
 
 constexpr std::uint32_t ids[] = {VT_HOST_API_IDS};
-
-host::Host& shared_host() {
-    static host::Host host(VALTROSSE_PLUGIN_PATH);
-    return host;
-}
 
 /// A handle of the document <list><item n="1">text</item>...</list>.
 std::uint32_t list_item() {

@@ -6,16 +6,11 @@
 #include <cstring>
 #include <fstream>
 
-#include "host/host.hpp"
+#include "bench/shared_host.hpp"
 
 namespace {
 
 using namespace valtrosse;
-
-host::Host& shared_host() {
-    static host::Host host(VALTROSSE_PLUGIN_PATH);
-    return host;
-}
 
 const char* const mime_file = "/usr/share/mime/packages/freedesktop.org.xml";
 

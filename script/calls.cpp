@@ -176,6 +176,33 @@ std::span<const host::Argument> read_arguments(Runtime& runtime, duk_context* ct
     return {arguments.data(), supplied};
 }
 
+CallPath call_path(Runtime& runtime, duk_context* ctx) {
+    CallPath path;
+    for (duk_int_t level = -2;; --level) {  // -1 is the native function itself
+        int line = 0;
+        bool outermost = false;
+        const bool looked = guarded(ctx, [&] {
+            duk_inspect_callstack_entry(ctx, level);
+            outermost = duk_is_undefined(ctx, -1) != 0;
+            if (outermost) return;
+            duk_get_prop_string(ctx, -1, "lineNumber");
+            line = duk_get_int(ctx, -1);
+            duk_get_prop_string(ctx, -2, "function");
+            duk_get_prop_string(ctx, -1, "fileName");  // undefined in native functions
+        });
+        duk_size_t size = 0;
+        const char* name = duk_get_lstring(ctx, -1, &size);
+        const std::string file = looked && name != nullptr ? to_utf8({name, size}) : "";
+        duk_pop(ctx);
+        if (!looked || outermost) break;
+        if (file.empty() || line == 0) continue;
+        const bool in_program = file == runtime.program;
+        if (path.empty() || in_program) path.push_back({file, line});
+        if (in_program) break;
+    }
+    return path;
+}
+
 Answer answer_with(Runtime& runtime, duk_context* ctx, const host::Outcome& outcome,
                    ShortText& text) {
     runtime.scratch.trim();

@@ -4,6 +4,7 @@
 #include <array>
 #include <span>
 
+#include "script/observer.hpp"
 #include "script/runtime.hpp"
 
 namespace valtrosse::script {
@@ -46,16 +47,40 @@ Answer answer_with(Runtime& runtime, duk_context* ctx, const host::Outcome& outc
 Answer answer_failure(duk_context* ctx, const host::Function& function,
                       std::span<const host::Argument> arguments, const host::Outcome& outcome);
 
-/// The whole call: `invoke` makes an Outcome of the arguments.
+/// Where the script makes the call that is running. Runs no script, but may run finalizers of one.
+CallPath call_path(Runtime& runtime, duk_context* ctx);
+
+/// Makes the call and lets the observer, which there is, look at it.
 template <typename Invoke>
-duk_ret_t call_host(Runtime& runtime, duk_context* ctx, const BoundFunction& bound, Invoke invoke) {
+host::Outcome invoke_observed(CallObserver& observer, const ObservedCall& call, Invoke invoke) {
+    observer.before(call);
+    const auto start = std::chrono::steady_clock::now();
+    host::Outcome outcome = invoke(call.arguments);
+    observer.after(call, outcome, std::chrono::steady_clock::now() - start);
+    return outcome;
+}
+
+/// The whole call: `invoke` makes an Outcome of the arguments. A method is one of `object`.
+template <typename Invoke>
+duk_ret_t call_host(Runtime& runtime, duk_context* ctx, const BoundFunction& bound, Invoke invoke,
+                    const vt_object* object = nullptr) {
     const Places places = find_places(ctx, *bound.function);
     ShortText text;
     Answer answer;
     {
+        // The path first: finalizers may overwrite the texts of the arguments.
+        CallObserver* const observer = runtime.options.observer;
+        CallPath path;
+        if (observer != nullptr && observer->wants_path(*bound.function)) {
+            path = call_path(runtime, ctx);
+        }
         Arguments arguments;
         const auto supplied = read_arguments(runtime, ctx, bound, places, arguments);
-        const host::Outcome outcome = invoke(supplied);
+        const host::Outcome outcome =
+            observer == nullptr
+                ? invoke(supplied)
+                : invoke_observed(*observer, {*bound.function, supplied, object, std::move(path)},
+                                  invoke);
         answer = outcome.status() == 0 ? answer_with(runtime, ctx, outcome, text)
                                        : answer_failure(ctx, *bound.function, supplied, outcome);
     }

@@ -63,6 +63,7 @@ struct Runtime {
     std::vector<BoundFunction> functions;  // indexed by the magic number of the function object
     Scratch scratch;
     std::unordered_map<vt_object*, Life> lives;
+    std::string program;           // the file that runs, as it was named
     std::optional<int> exit_code;  // set by exit(): from then on nothing runs any more
     duk_context* ctx = nullptr;
 };

@@ -14,7 +14,7 @@ function readText(handle) {
     } catch (e) {
         return exact.textOf(handle);
     }
-    return dump.indexOf('&') < 0 ? dump : exact.unescape(dump);
+    return dump.indexOf('&') < 0 ? dump : exact.unescapeText(dump);
 }
 exports.readText = readText;
 
@@ -48,7 +48,7 @@ exports.make = function (cluster, type, text, target) {
         if (type === 7) xmlDOMNodeSetValue(made, text);
         return made;
     }
-    var xml = type === 3 ? exact.escape(text)
+    var xml = type === 3 ? names.escape(text)
             : type === 4 ? '<![CDATA[' + text + ']]>'
             : type === 7 ? '<?' + target + ' ' + text + '?>'
             : '<!--' + text + '-->';

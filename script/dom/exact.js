@@ -34,15 +34,17 @@ exports.load = function (text, keepBlanks) {
     // Halves of characters do not parse. What is wrong otherwise too, is wrong again.
     var wide = !doc && names.isWide(text);
     if (wide) {
-        // Beside letters UTF-7 takes most of ASCII as it is; the rest is shifted.
-        rest = rest.replace(/\+|[^\t\n\r -\[\]-}]+/g, shifted);
-        doc = xmlDOMDocLoadXMLString(
+        rest = names.replaceEncoded(rest, notDirect, shifted);
+        doc = rest === null ? undefined : xmlDOMDocLoadXMLString(
             '<?xml version=' + (head ? head[1] : '"1.0"') + ' encoding="UTF-7"' + (head ? '' : '?>') + rest, keepBlanks);
     }
     if (!doc) return undefined;
     if (wide || encoding) xmlDOMDocSetProperty(doc, 1, encoding || 'UTF-8');
     return { doc: doc, encoding: encoding };
 };
+
+// What UTF-7 does not take as it is, in encoded text. Runs are cut: the engine recurses over them.
+var notDirect = /(?:%[C-F][0-9A-F](?:%[89AB][0-9A-F]){1,3}|%2B|%5C|%7F|%0[0-8BCEF]|%1[0-9A-F]|~){1,60}/g;
 
 var declaration = /^<\?xml\s+version\s*=\s*("[^"<]*"|'[^'<]*')(?:\s+encoding\s*=\s*("[A-Za-z][\w.\-]*"|'[A-Za-z][\w.\-]*'))?/;
 
@@ -55,12 +57,12 @@ exports.make = function (owner, xml, pick) {
     return made;
 };
 
-/** XML for a text between tags or, in double quotes, in an attribute. */
-exports.escape = function (text) {
-    return text.replace(/[&<>"\r\n\t]/g, function (c) { return '&#' + c.charCodeAt(0) + ';'; });
+/** The text that serialised character data stands for. */
+exports.unescapeText = function (xml) {
+    return xml.split('&lt;').join('<').split('&gt;').join('>').split('&#13;').join('\r').split('&amp;').join('&');
 };
 
-/** The text that serialised character data or an attribute's value stands for. */
+/** The text that XML with any references to characters stands for. */
 function unescapeXml(xml) {
     return xml.replace(/&(?:#x([0-9A-F]+)|#(\d+)|(\w+));/gi, function (all, hex, decimal, name) {
         return name ? named[name] : character(hex ? parseInt(hex, 16) : +decimal);
@@ -124,7 +126,7 @@ var slots = 16;         // characters that one look-up decodes
 
 /** Enters a character into the table: for each slot an element whose ID is the slot and the character. */
 function learn(code) {
-    var quoted = exports.escape(character(code));
+    var quoted = names.escape(character(code), true);
     var xml = '';
     for (var slot = 0; slot < slots; slot++) xml += '<i xml:id="' + base64.charAt(slot) + quoted + '"/>';
     copyAll(xml, scratch.root).forEach(function (handle, slot) {
@@ -158,7 +160,7 @@ function addPlane(plane) {
     var xml = '', firsts = [];
     for (var page = plane << 16; page < (plane + 1) << 16; page += pageSize) {
         if (page >= 0xD800 && page < 0xE000) continue;
-        xml += '<p>' + exports.escape(codesOf(page).map(character).join('')) + '</p>';
+        xml += '<p>' + names.escape(codesOf(page).map(character).join('')) + '</p>';
         firsts.push(page);
     }
     copyAll(xml, scratch.pages).forEach(function (handle, i) { scratch.first[handle] = firsts[i]; });

@@ -45,7 +45,7 @@ function wideTag(shallow) {
         if (xmlDOMNodeSelectNodes(shallow, 'self::*[' + node + ']') === '4') return tag;
         var prefix = exact.evaluate(shallow, 'name(/t/place/*/' + node + ')');
         var uri = exact.evaluate(shallow, 'string(/t/place/*/' + node + ')');
-        if (prefix !== 'xml') tag += ' xmlns' + (prefix && ':' + prefix) + '="' + exact.escape(uri) + '"';
+        if (prefix !== 'xml') tag += ' xmlns' + (prefix && ':' + prefix) + '="' + names.escape(uri, true) + '"';
     }
 }
 exports.declarationsOf = declarationsOf;
@@ -287,7 +287,7 @@ exports.create = function (cluster, type, name) {
         }
     }
     var declaration = name.uri && name.prefix !== 'xml'
-        ? ' xmlns' + (name.prefix ? ':' + name.prefix : '') + '="' + exact.escape(name.uri) + '"' : '';
+        ? ' xmlns' + (name.prefix ? ':' + name.prefix : '') + '="' + names.escape(name.uri, true) + '"' : '';
     var xml = type === 1 ? '<' + qualified + declaration + '/>' : '<r' + declaration + ' ' + qualified + '=""/>';
     var made = exact.make(cluster.doc, xml, function (root) {
         return type === 1 ? root : xmlDOMNodeGetFirstAttribute(root);

@@ -39,8 +39,8 @@ function standAlone(element) {
 function spell(self) {
     switch (self._type) {
         case 1: return spellInside(self, { '': '' }, namespaces.allBindings(self));
-        case 2: return self.nodeName + '="' + attributeText(self.value) + '"';
-        case 3: return self.data.replace(/[&<>\r]/g, entity);
+        case 2: return self.nodeName + '="' + names.escape(self.value, true) + '"';
+        case 3: return names.escape(self.data);
         case 4: return '<![CDATA[' + self.data.split(']]>').join(']]]]><![CDATA[>') + ']]>';
         case 5: return '&' + self.nodeName + ';';
         case 7: return '<?' + self.target + (self.data ? ' ' + self.data : '') + '?>';
@@ -59,7 +59,7 @@ function spellInside(element, scope, declared) {
     Object.keys(declared).forEach(function (prefix) {
         if (inner[prefix] === declared[prefix]) return;
         inner[prefix] = declared[prefix];
-        tag += ' xmlns' + (prefix && ':' + prefix) + '="' + attributeText(declared[prefix]) + '"';
+        tag += ' xmlns' + (prefix && ':' + prefix) + '="' + names.escape(declared[prefix], true) + '"';
     });
     element.attributes.forEach(function (attribute) {
         if (attribute._declares === undefined && attribute.specified) tag += ' ' + spell(attribute);
@@ -74,12 +74,6 @@ function spellDoctype(doctype) {
     var publicId = doctype.publicId, systemId = doctype.systemId, subset = doctype.internalSubset;
     return '<!DOCTYPE ' + doctype.name + (publicId !== null ? ' PUBLIC "' + publicId + '" "' + systemId + '"' : systemId !== null ? ' SYSTEM "' + systemId + '"' : '') +
         (subset ? ' [\n' + subset + ']' : '') + '>';
-}
-
-function attributeText(text) { return text.replace(/[&<>"\r\n\t]/g, entity); }
-
-function entity(c) {
-    return { '&': '&amp;', '<': '&lt;', '>': '&gt;', '"': '&quot;' }[c] || '&#' + c.charCodeAt(0) + ';';
 }
 
 Object.defineProperty(Node.prototype, 'toString', {
@@ -129,9 +123,16 @@ function formatted(doc, document) {
     }
 }
 
+var htmlEncodings = ['UTF-8', 'UTF-16LE', 'UTF-16BE', 'ISO-8859-1', 'ASCII', 'US-ASCII', 'HTML'];
+
 function saveHtml(document, path, options) {
-    var encoding = options.encoding || document.encoding || 'UTF-8';
-    if (xmlHTMLDocSaveFormatFile(document._handle, names.bytePath(path), encoding, options.format ? 1 : 0) === undefined) throw refused(path);
+    var encoding = String(options.encoding || document.encoding || 'UTF-8').toUpperCase();
+    if (htmlEncodings.indexOf(encoding) < 0) {
+        if (options.encoding) throw refused(path + ' in ' + options.encoding);
+        encoding = 'UTF-8';
+    }
+    var written = xmlHTMLDocSaveFormatFile(document._handle, names.bytePath(path), encoding, options.format ? 1 : 0);
+    if (written === undefined) throw refused(path);
 }
 
 // ---- Validating -----------------------------------------------------------------------------------

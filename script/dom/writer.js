@@ -11,6 +11,7 @@ function xmlOf(self, format) {
     var top = self._handle;
     var handle = top;
     if (self._type === 6 || self._type === 12) return '';
+    if (self._type === 2) return spell(self);
     if (self._type === 11 || self._type === 5) {
         return self._type === 5 ? '&' + self.nodeName + ';' : self.childNodes.map(function (child) { return xmlOf(child, format); }).join('');
     }
@@ -18,7 +19,7 @@ function xmlOf(self, format) {
         if (self._type === 1) handle = standAlone(self);
         var dump = xmlDOMNodeDumpNode(handle, format ? 1 : 0);
         if (self._type === 9 && !self.encoding) dump = dump.replace(' encoding="UTF-8"', '');
-        return self._type === 2 ? dump.slice(1) : dump;
+        return dump;
     } catch (e) {
         return spell(self);
     } finally {
@@ -62,7 +63,9 @@ function spellInside(element, scope, declared) {
         tag += ' xmlns' + (prefix && ':' + prefix) + '="' + names.escape(declared[prefix], true) + '"';
     });
     element.attributes.forEach(function (attribute) {
-        if (attribute._declares === undefined && attribute.specified) tag += ' ' + spell(attribute);
+        if (attribute._declares !== undefined || !attribute.specified) return;
+        // The prefix in libxml2's tree may be another one than the object's.
+        tag += ' ' + node.readName(attribute._handle, 'name', xmlDOMNodeGetName) + '="' + names.escape(attribute.value, true) + '"';
     });
     var content = element.childNodes.map(function (child) {
         return child._type === 1 ? spellInside(child, inner, namespaces.bindingsOf(child._handle)) : spell(child);

@@ -1,6 +1,9 @@
 // vtdom: runs JavaScript with the script functions of the Valtrosse DOM library.
 #include <algorithm>
+#include <iomanip>
 #include <iostream>
+#include <sstream>
+#include <stdexcept>
 #include <system_error>
 
 #include "cli/leaks.hpp"
@@ -13,6 +16,7 @@
 #include "host/host.hpp"
 #include "script/engine.hpp"
 #include "script/observer.hpp"
+#include "valtrosse/checked_handles.h"
 
 namespace {
 
@@ -46,6 +50,24 @@ void show_version(host::Host& host, const std::string& plugin) {
               << "xmlDOMUtilGetVersion " << host.call("xmlDOMUtilGetVersion").utf8() << '\n';
 }
 
+void on_refused_handle(void*, const vt_name* function, const vt_name* parameter,
+                       std::uint32_t handle) {
+    const auto text = [](const vt_name& name) {
+        return host::to_utf8({name.units, name.bytes / sizeof(vt_unit)});
+    };
+    std::ostringstream message;
+    message << text(*function) << ": " << text(*parameter) << " 0x" << std::hex << std::uppercase
+            << std::setw(8) << std::setfill('0') << handle << " (" << std::dec << handle
+            << ") is no handle of a live object";
+    complain(message.str());
+}
+
+void report_refused_handles(host::Host& host, const std::string& plugin) {
+    const auto set = host.symbol_as<vt_on_refused_handle>("valtrosse_on_refused_handle");
+    if (set == nullptr) throw std::runtime_error(plugin + " does not check handles");
+    set(on_refused_handle, nullptr);
+}
+
 int run_script(const cli::CommandLine& line, host::Host& host, script::CallObserver* observer) {
     script::Engine engine(
         host,
@@ -75,8 +97,9 @@ int run(const cli::CommandLine& line, host::Host& host) {
 
 int execute(const cli::CommandLine& line) {
     if (line.no_network) cli::forbid_network();
-    const std::string plugin = cli::find_plugin(line.plugin);
+    const std::string plugin = cli::find_plugin(line.plugin, line.checked);
     host::Host host(plugin);
+    if (line.checked) report_refused_handles(host, plugin);
     switch (line.action) {
         case cli::Action::list_functions: list_functions(host); return 0;
         case cli::Action::show_version: show_version(host, plugin); return 0;

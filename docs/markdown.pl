@@ -67,12 +67,13 @@ sub check {
     return $failures ? 1 : 0;
 }
 
-# Doxygen's name of a page: docs/functions.md is functions, examples/README.md is examples.
+# Doxygen's name of a page: docs/functions.md is doc-functions (functions is a page of Doxygen's own),
+# examples/README.md is doc-examples.
 sub page_of {
     my $name = lc abs2rel(abs_path($_[0]), $root);
     $name =~ s{^docs/|(/?readme)?\.md$}{}g;
     $name =~ s{\W}{-}g;
-    return $name || 'index';
+    return $name ? "doc-$name" : 'index';
 }
 
 sub filter {
@@ -80,6 +81,7 @@ sub filter {
     my ($page, $first, %seen) = (page_of($file), 1);
     my $target = sub {
         my ($text, $address) = @_;
+        $text =~ s/\s+/ /g;    # Doxygen takes no line break there
         return "[$text]($address)" if $address =~ /^\w+:/;
         my ($path, $heading) = split /#/, $address, 2;
         my $there = $path eq '' ? $file : dirname($file) . "/$path";
@@ -96,6 +98,7 @@ sub filter {
                 $id eq 'index' ? "$1$2" : "$1$2 {#$id}"
             }gme;
             $text =~ s/$link/$target->($1, $2)/ge;
+            $text =~ s/(?<!`)`([^`]*'[^`]*)`(?!`)/``$1``/g;    # Doxygen takes ` and ' for a pair
         }
         print $text;
     }

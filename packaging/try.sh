@@ -41,7 +41,7 @@ mirror=$(apt-get indextargets --format '$(CODENAME) $(REPO_URI)' |
 say "Setting up Debian $release for i386"
 quietly debootstrap --arch=i386 --variant=minbase "$release" "$root" "$mirror"
 cp "$package" "$root/tmp"
-cp -r "$tests/consumer" "$tests/install_test.sh" "$root/opt"
+cp -r "$tests/consumer" "$tests"/{install_test.sh,transcript.pl} "$root/opt"
 
 say "Installing $name and what it depends on"
 install "/tmp/$name" shared-mime-info
@@ -49,6 +49,13 @@ install "/tmp/$name" shared-mime-info
 say "Running the demo"
 user mkdir /tmp/demo
 user vtdom /usr/share/doc/valtrosse-dom/examples/demo.js /tmp/demo | grep -F 'ok:'
+
+say "Following the tutorial and the cookbook"
+install docbook-xml docbook-xsl-doc-html libxml2-utils
+docs=/usr/share/doc/valtrosse-dom
+for document in tutorial cookbook; do
+    user perl /opt/transcript.pl $docs/docs/$document.md $docs/examples/data /usr/bin/vtdom
+done
 
 say "Building hosts against it"
 install cmake make g++ pkg-config

@@ -40,7 +40,7 @@ exports.parseString = function (text, options) {
     return parse('the text', text.length, function () {
         var loaded = exact.load(text, blanks(options));
         if (!loaded) return null;
-        var made = document.documentOf(loaded.doc);
+        var made = document.documentOf(loaded.doc, text);
         made._encoding = loaded.encoding;
         return made;
     });

@@ -186,9 +186,15 @@ function copyFor(cluster, original, deep) {
         xmlDOMNodeCloneNode(original._handle, deep ? 1 : 0);
 }
 
-/** The Document of a document's handle, which from now on ends with its objects. */
-function documentOf(handle) {
+/** The Document of a document's handle, which from now on ends with its objects. The text that it was
+    parsed from, where it is known, saves looking for namespaces later. */
+function documentOf(handle, text) {
     var cluster = new clusters.Cluster(handle);
+    if (text !== undefined && text.indexOf('xmlns') < 0) {
+        cluster.scanned = true;
+        namespaces.note(cluster, '', '');
+        if (text.indexOf('xml:') < 0) cluster.prefixedAttributes = false;
+    }
     var document = new Document(cluster, handle);
     var encoding = xmlDOMDocGetProperty(handle, 1);
     document._encoding = encoding;

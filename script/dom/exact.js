@@ -27,22 +27,24 @@ function shifted(units) {
 exports.load = function (text, keepBlanks) {
     refuseIf(text.indexOf('\0') >= 0, 'INVALID_CHARACTER_ERR', 'U+0000 is in no XML document');
     if (text.charCodeAt(0) === 0xFEFF) text = text.slice(1);
-    var wide = names.isWide(text);
-    var head = /^<\?xml\s+version\s*=\s*("[^"<]*"|'[^'<]*')(?:\s+encoding\s*=\s*("[A-Za-z][\w.\-]*"|'[A-Za-z][\w.\-]*'))?/.exec(text);
-    var rest = text;
-    if (head) rest = text.slice(head[0].length);
+    var head = declaration.exec(text.slice(0, 1000));
     var encoding = head && head[2] ? head[2].slice(1, -1) : '';
+    var rest = head ? text.slice(head[0].length) : text;
+    var doc = xmlDOMDocLoadXMLString(encoding ? '<?xml version=' + head[1] + ' encoding="UTF-8"' + rest : text, keepBlanks);
+    // Halves of characters do not parse. What is wrong otherwise too, is wrong again.
+    var wide = !doc && names.isWide(text);
     if (wide) {
         // Beside letters UTF-7 takes most of ASCII as it is; the rest is shifted.
         rest = rest.replace(/\+|[^\t\n\r -\[\]-}]+/g, shifted);
-        text = '<?xml version=' + (head ? head[1] : '"1.0"') + ' encoding="UTF-7"' + (head ? '' : '?>') + rest;
-    } else if (encoding !== '') {
-        text = '<?xml version=' + head[1] + ' encoding="UTF-8"' + rest;
+        doc = xmlDOMDocLoadXMLString(
+            '<?xml version=' + (head ? head[1] : '"1.0"') + ' encoding="UTF-7"' + (head ? '' : '?>') + rest, keepBlanks);
     }
-    var doc = xmlDOMDocLoadXMLString(text, keepBlanks);
-    if (doc && (wide || encoding)) xmlDOMDocSetProperty(doc, 1, encoding || 'UTF-8');
-    return doc && { doc: doc, encoding: encoding };
+    if (!doc) return undefined;
+    if (wide || encoding) xmlDOMDocSetProperty(doc, 1, encoding || 'UTF-8');
+    return { doc: doc, encoding: encoding };
 };
+
+var declaration = /^<\?xml\s+version\s*=\s*("[^"<]*"|'[^'<]*')(?:\s+encoding\s*=\s*("[A-Za-z][\w.\-]*"|'[A-Za-z][\w.\-]*'))?/;
 
 /** A copy, for a document, of the node that `pick` takes from the root element of parsed XML. */
 exports.make = function (owner, xml, pick) {

@@ -80,6 +80,14 @@ function scan(cluster, top) {
 }
 exports.scan = scan;
 
+/** Notes all that is bound in the document, once. */
+function scanDocument(cluster) {
+    if (cluster.scanned) return;
+    cluster.scanned = true;
+    scan(cluster, cluster.doc);
+}
+exports.scanDocument = scanDocument;
+
 /** The declarations, and in detached trees the names that will become some, in force inside a node. */
 function scopeOf(cluster, handle) {
     var chain = [];
@@ -139,14 +147,30 @@ function part(handle, property) {
 /** To be called before an element is linked below a parent: sees to it that it keeps its namespaces. */
 exports.prepare = function (parent, child, take) {
     var cluster = parent._cluster;
-    if (!cluster.scanned) {
-        cluster.scanned = true;
-        scan(cluster, cluster.doc);
-    }
-    if (!cluster.tangled) return;
+    scanDocument(cluster);
+    if (!cluster.tangled || isLeafInPlace(parent, child)) return;
     if (!child._detached) take(child);
     settle(cluster, child._handle, scopeOf(cluster, parent._container()));
 };
+
+/** Whether a child without children and attributes finds its prefix in the document as it needs it; it
+    is given a declaration where that is all it lacks. */
+function isLeafInPlace(parent, child) {
+    var handle = child._handle;
+    if (!child._detached || child.firstChild || xmlDOMNodeGetFirstAttribute(handle)) return false;
+    for (var top = parent; top && top._type !== 9; top = top.parentNode) if (top._type !== 1) return false;
+    if (!top) return false;
+    var declared = declarationsOf(handle);
+    var name = nameOf(handle);
+    if (declared[name.prefix] === name.uri) return true;
+    if (Object.keys(declared).length > 0) return false;
+    if (parent._type === 9) return true;
+    var prefix = 'name()=' + names.literal(name.prefix);
+    if (names.isWide(name.prefix + name.uri)) return false;
+    var other = 'self::*[namespace::*[' + prefix + '][.!=' + names.literal(name.uri) + ']]';
+    if (xmlDOMNodeSelectNodes(parent._handle, other) !== '4') declareOn(child._cluster, handle, name.prefix, name.uri);
+    return true;
+}
 
 /** Gives each element of a detached subtree the declarations that it needs in a scope. */
 function settle(cluster, top, scope) {
@@ -265,9 +289,12 @@ exports.create = function (cluster, type, name) {
     var declaration = name.uri && name.prefix !== 'xml'
         ? ' xmlns' + (name.prefix ? ':' + name.prefix : '') + '="' + exact.escape(name.uri) + '"' : '';
     var xml = type === 1 ? '<' + qualified + declaration + '/>' : '<r' + declaration + ' ' + qualified + '=""/>';
-    return exact.make(cluster.doc, xml, function (root) {
+    var made = exact.make(cluster.doc, xml, function (root) {
         return type === 1 ? root : xmlDOMNodeGetFirstAttribute(root);
     });
+    var text = xmlDOMNodeGetRelative(made, 3);
+    if (text) xmlDOMNodeFreeNode(xmlDOMNodeUnlinkNode(text));
+    return made;
 };
 
 // ---- Declarations as attributes -------------------------------------------------------------------
@@ -299,10 +326,7 @@ exports.declare = function (element, prefix, uri, take) {
         return name.prefix === prefix && name.uri !== uri && (i === 0 || name.uri);
     });
     if (used) return;       // the names on this element need the prefix for another URI
-    if (!cluster.scanned) {
-        cluster.scanned = true;
-        scan(cluster, cluster.doc);
-    }
+    scanDocument(cluster);
     note(cluster, prefix, uri);
     if (!cluster.tangled || (element._detached && !element.firstElementChild)) {
         declareOn(cluster, element._handle, prefix, uri);
@@ -334,10 +358,7 @@ exports.fitting = function (element, attribute) {
     var name = nameOf(attribute._handle);
     if (!name.uri || name.prefix === 'xml') return;
     keepDeclared(element);
-    if (!cluster.scanned) {
-        cluster.scanned = true;
-        scan(cluster, cluster.doc);
-    }
+    scanDocument(cluster);
     note(cluster, name.prefix, name.uri);
     if (!cluster.tangled) return;
     var scope = scopeOf(cluster, element._handle);

@@ -138,6 +138,9 @@ Node.define(Node, {
     },
     /** Joins texts that are neighbours, and drops empty ones, in all of the subtree. */
     normalize: function () {
+        if (this._type === 1 && this._cluster.hasSplitAttributes) {
+            this.attributes.forEach(function (attribute) { attribute.normalize(); });
+        }
         for (var child = this.firstChild, next; child; child = next) {
             next = child.nextSibling;
             if (child._type !== 3) {
@@ -316,6 +319,7 @@ function place(parent, child, before) {
     var linked = cluster.place(parent._container(), child._handle, before ? before._handle : 0, child._type === 3);
     if (linked === undefined) throw new Error('libxml2 does not take this node here');
     child._detached = false;
+    if (parent._type === 2) cluster.hasSplitAttributes = true;
     cluster.version++;
 }
 

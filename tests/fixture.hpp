@@ -28,6 +28,8 @@ inline bool under_valgrind() { return std::getenv("VALTROSSE_UNDER_VALGRIND") !=
 std::string plugin_path();
 /// The build's library that checks handles; empty when the build makes none.
 std::string checked_plugin_path();
+/// A file of the source tree.
+std::string source_path(const std::string& file);
 
 inline Handle handle_of(const void* object) {
     return static_cast<Handle>(reinterpret_cast<std::uintptr_t>(object));

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "cli/completion.hpp"
+#include "fixture.hpp"
 
 namespace valtrosse::cli {
 namespace {
@@ -35,13 +36,13 @@ protected:
     }
     std::vector<std::string> tab(const std::string& line) { return shell.complete(line).words; }
 
-    host::Host host{VALTROSSE_PLUGIN_PATH};
+    host::Host host{host::plugin_path()};
     Ownership ownership{host};
     KnownHandles handles{ownership};
     script::CallObservers observers;
     std::ostringstream out;
     script::Engine engine{host, {.out = &out, .err = &out, .observer = &observers}};
-    Reference reference = Reference::read(VALTROSSE_SOURCE_DIR "/docs/functions.md");
+    Reference reference = Reference::read(host::source_path("docs/functions.md"));
     Shell shell{host, engine, ownership, handles, reference, out};
 };
 

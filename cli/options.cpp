@@ -46,7 +46,7 @@ std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_co
     app.add_option(
            "--plugin", line.plugin,
            "The library; otherwise $VALTROSSE_PLUGIN, or libvaltrosse-dom.so beside vtdom or "
-           "in ../lib")
+           "where it is installed")
         ->type_name("PATH");
     app.add_flag("-i,--interactive", line.interactive,
                  "Read JavaScript line by line, after the script if there is one");

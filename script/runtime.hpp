@@ -65,9 +65,10 @@ struct Runtime {
     std::vector<BoundFunction> functions;  // indexed by the magic number of the function object
     Scratch scratch;
     std::unordered_map<vt_object*, Life> lives;
-    std::string program;              // the file that runs, as it was named
-    std::optional<int> exit_code;     // set by exit(): from then on nothing runs any more
-    NumberReader* numbers = nullptr;  // while somebody looks at values
+    const void* object_prototype = nullptr;  // the prototype of what literals make
+    std::string program;                     // the file that runs, as it was named
+    std::optional<int> exit_code;            // set by exit(): from then on nothing runs any more
+    NumberReader* numbers = nullptr;         // while somebody looks at values
     duk_context* ctx = nullptr;
 };
 

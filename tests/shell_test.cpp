@@ -99,6 +99,7 @@ TEST_F(ShellSession, shows_handles_only_of_what_calls_gave_and_is_alive) {
     EXPECT_EQ(say("xmlDOMNodeSelectNodes(a, 'c')\n'4'\n'400000001'\n1\n4096\n"),
               "0 nodes\n\"4\"\n\"400000001\"\n1\n4096\n");
     EXPECT_EQ(say("xmlDOMNodeGetRelative(d, 0)\nvar x = 1\n"), "undefined\n");
+    EXPECT_EQ(say("var quiet = new Function('d', 'xmlDOMNodeGetRelative(d, 0)'); quiet(d)\n"), "");
     // Numbers that look like handles but were never given as such are left alone.
     EXPECT_THAT(say("a + 8\n"), testing::MatchesRegex("[0-9]+\n"));
     // A node may name a document that is gone; what was in it is unknown from then on.

@@ -395,9 +395,15 @@ function select(node, xpath, uris) {
     var found = [];
     names.handles(list).forEach(function (handle) {
         var selected = cluster.node(handle);
-        if (selected) found.push(selected);
+        if (selected && (!top._detached || isWithin(top, selected))) found.push(selected);
     });
     return found;
+}
+
+/** Whether a node is in a detached tree: libxml2 takes its document for the parent of the top. */
+function isWithin(top, node) {
+    while (node && node !== top) node = node._type === 2 ? node.ownerElement : node.parentNode;
+    return node !== null;
 }
 
 exports.Node = Node;

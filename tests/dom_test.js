@@ -169,7 +169,19 @@ test('namespaces as attributes', function () {
     equal(doc.selectNodes('//n:l|//p:*|//@p:x', { n: 'urn:d', p: 'urn:p' }).length, 2);
     equal(doc.getElementsByTagNameNS('urn:d', '*').length, 3);
     doc.save(folder + 'format.xml', { format: true });
+    equal(readFile(folder + 'format.xml').split('\n').length, 7);
+    k.setAttribute('wide', emoji);
+    doc.save(folder + 'format.xml', { format: true });
+    equal(readFile(folder + 'format.xml').split('\n').length, 7);
     equal(dom.parseFile(folder + 'format.xml', { keepBlanks: false }).documentElement.toString(), doc.documentElement.toString());
+    var outer = dom.parseString('<r xmlns:p="urn:other"/>');
+    var shallow = outer.documentElement.appendChild(outer.importNode(k, false));
+    equal(shallow.getAttributeNS('urn:p', 'x') + outer.toString(), '1<?xml version="1.0"?>\n<r xmlns:p="urn:other"><d:k xmlns:p="urn:p" ' +
+        'xmlns:q="urn:q" xmlns:d="urn:d" p:x="1"/></r>\n');
+    var tree = doc.createElement('t');
+    tree.appendChild(doc.createElementNS('urn:third', 'p:u')).setAttributeNS('urn:fourth', 'q:v', '2');
+    outer.documentElement.appendChild(outer.importNode(tree, true));
+    equal(dom.parseString(outer.toString()).selectNodes('//a:u/@b:v', { a: 'urn:third', b: 'urn:fourth' }).length, 1);
     var inner = dom.parseString('<x xmlns:p="urn:other"/>').importNode(k, true);
     equal(inner.getElementsByTagNameNS('urn:d', 'l').length + inner.getAttributeNS('urn:p', 'x'), '11');
 });

@@ -133,8 +133,11 @@ Node.define(Node, {
     },
     /** Gives a copy that hangs nowhere; with all below it when `deep` is true. */
     cloneNode: function (deep) {
-        var copy = this._cluster.adopt(xmlDOMNodeCloneNode(this._handle, deep ? 1 : 0));
-        return copied(this, copy);
+        var copy = xmlDOMNodeCloneNode(this._handle, deep ? 1 : 0);
+        if (deep && this._type === 1) {
+            copy = namespaces.withoutAdded(this._cluster, copy, xmlDOMNodeCloneNode(this._handle, 0));
+        }
+        return copied(this, this._cluster.adopt(copy));
     },
     /** Joins texts that are neighbours, and drops empty ones, in all of the subtree. */
     normalize: function () {

@@ -97,10 +97,15 @@ function refused(path) {
     return new Error('cannot write ' + path);
 }
 
+var unwritable = '//comment()[contains(concat(., "-"), "--")]|//processing-instruction()[contains(., "?>")]';
+
 /** Writes a document. */
 exports.save = function (document, path, options) {
     if (path.indexOf('\0') >= 0 || path === '') throw refused(path);
     if (document._cluster.isHtml) return saveHtml(document, path, options);
+    if (document._cluster.hasUnwritable && xmlDOMNodeSelectNodes(document._handle, unwritable) !== '4') {
+        throw new Error('cannot write ' + path + ': a comment has -- in it or - at its end, or a processing instruction has ?> in it');
+    }
     var handle = document._handle;
     var before = document._encoding;
     if (options.encoding) document.encoding = options.encoding;

@@ -10,8 +10,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* library_name = "libvaltrosse-dom.so";
-
 fs::path executable_directory() {
     std::error_code ignored;
     return fs::read_symlink("/proc/self/exe", ignored).parent_path();
@@ -19,24 +17,47 @@ fs::path executable_directory() {
 
 }  // namespace
 
-std::string find_plugin(const std::string& given) {
+std::string find_plugin(const std::string& given, bool checked) {
     if (!given.empty()) return given;
     if (const char* path = std::getenv("VALTROSSE_PLUGIN"); path != nullptr && *path != '\0') {
         return path;
     }
+    const char* const library_name =
+        checked ? "libvaltrosse-dom-checked.so" : "libvaltrosse-dom.so";
     const fs::path directory = executable_directory();
-    for (const char* place : {"", "../lib", "../lib/i386-linux-gnu"}) {
+    for (const char* place : {"", VALTROSSE_PLUGIN_FROM_VTDOM}) {
         const fs::path path = (directory / place / library_name).lexically_normal();
         if (fs::exists(path)) return path.string();
     }
     throw std::runtime_error(std::string("cannot find ") + library_name + " beside vtdom in " +
                              directory.string() +
-                             " or in ../lib: use --plugin PATH or set VALTROSSE_PLUGIN");
+                             " or in " VALTROSSE_PLUGIN_FROM_VTDOM
+                             " from there: use --plugin PATH or set VALTROSSE_PLUGIN");
 }
 
 std::vector<std::string> module_directories() {
     const fs::path installed = executable_directory() / "../share/valtrosse";
     return {installed.lexically_normal().string(), VALTROSSE_MODULE_DIR};
+}
+
+std::string find_reference() {
+    for (const std::string& directory : module_directories()) {
+        for (const char* place : {"functions.md", "../docs/functions.md"}) {
+            const fs::path path = (fs::path(directory) / place).lexically_normal();
+            std::error_code ignored;
+            if (fs::is_regular_file(path, ignored)) return path.string();
+        }
+    }
+    return "";
+}
+
+std::string history_file() {
+    if (const char* file = std::getenv("VTDOM_HISTORY")) return file;
+    const char* state = std::getenv("XDG_STATE_HOME");
+    if (state != nullptr && *state == '/') return fs::path(state) / "valtrosse/history";
+    const char* home = std::getenv("HOME");
+    if (home == nullptr || *home == '\0') return "";
+    return fs::path(home) / ".local/state/valtrosse/history";
 }
 
 }  // namespace valtrosse::cli

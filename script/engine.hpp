@@ -15,12 +15,17 @@
 
 namespace valtrosse::script {
 
+class CallObserver;
+struct Runtime;
+
 struct Options {
     std::ostream* out = nullptr;      ///< print, console.log; null is std::cout
     std::ostream* err = nullptr;      ///< console.error, uncaught errors; null is std::cerr
     std::vector<std::string> args{};  ///< the script's global `args`, in UTF-8
     /// Where require looks for names that do not start with ./ ../ or /, in this order.
     std::vector<std::string> module_directories{};
+    /// Sees every call; outlives the engine. See observer.hpp.
+    CallObserver* observer = nullptr;
 };
 
 /// The exit code of a script that ends with an uncaught error.
@@ -47,9 +52,12 @@ public:
     /// relative names from the directory of `name`.
     int run_code(std::string_view source, const std::string& name = "code");
 
+    /// Whether a script called exit(): until the next run nothing runs any more.
+    bool exited() const;
+
 private:
-    struct State;
-    std::unique_ptr<State> state_;
+    friend class Console;
+    std::unique_ptr<Runtime> runtime_;
 };
 
 }  // namespace valtrosse::script

@@ -300,7 +300,7 @@ TEST_F(Dtds, external_subset_of_a_document_stays_there) {
     const int before = std::exchange(xmlLoadExtDtdDefaultValue, 1);
     const Handle doc = load_file(file.path()), other = load("<r/>");
     xmlLoadExtDtdDefaultValue = before;
-    const Handle external = handle_of(doc_of(doc)->extSubset);
+    const Handle external = handle_from_outside(doc_of(doc)->extSubset);
     ASSERT_NE(external, 0U);
     EXPECT_EQ(by_id(doc, "k1"), 0U);  // declared outside only
     EXPECT_TRUE(gives_no_value("xmlDOMDocSetExternalDtd", other, external));

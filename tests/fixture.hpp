@@ -16,12 +16,18 @@
 #include <vector>
 
 #include "host/host.hpp"
+#include "valtrosse/checked_handles.h"
 
 namespace valtrosse::host {
 
 using Handle = std::uint32_t;
 
 inline bool under_valgrind() { return std::getenv("VALTROSSE_UNDER_VALGRIND") != nullptr; }
+
+/// The library that the tests load: VALTROSSE_PLUGIN names another one than the build's plain one.
+std::string plugin_path();
+/// The build's library that checks handles; empty when the build makes none.
+std::string checked_plugin_path();
 
 inline Handle handle_of(const void* object) {
     return static_cast<Handle>(reinterpret_cast<std::uintptr_t>(object));
@@ -65,6 +71,8 @@ private:
 /// block and no value of the host may be left, and no host function of no use may have been called.
 class LibraryTest : public testing::Test {
 protected:
+    explicit LibraryTest(const std::string& library = plugin_path()) : host(library) {}
+
     void TearDown() override {
         host.faults() = {};
         while (!documents_.empty()) free(documents_.back());
@@ -119,6 +127,13 @@ protected:
         EXPECT_EQ(found.size(), 1U) << expression;
         return found.size() == 1 ? found[0] : 0;
     }
+    /// Whether the library is the one that checks handles.
+    bool is_checked() const { return host.symbol("valtrosse_add_handle") != nullptr; }
+    /// A handle of an object that the library did not hand out.
+    Handle handle_from_outside(const void* object) const {
+        if (is_checked()) host.symbol_as<vt_add_handle>("valtrosse_add_handle")(object);
+        return handle_of(object);
+    }
     Handle relative(Handle node, std::uint32_t step) {
         return get("xmlDOMNodeGetRelative", node, step);
     }
@@ -134,7 +149,7 @@ protected:
         return written;
     }
 
-    Host host{VALTROSSE_PLUGIN_PATH};
+    Host host;
 
 private:
     std::vector<Handle> documents_;

@@ -236,7 +236,7 @@ protected:
 
 TEST_F(Life, methods_give_their_object_and_their_status) {
     ObjectHandle life = host.create().object();
-    const Handle first = create(1, XML_ELEMENT_NODE, "first"), second = clone(first);
+    const Handle first = create(new_document(), XML_ELEMENT_NODE, "first"), second = clone(first);
     const struct {
         const char* what;
         std::vector<Argument> args;
@@ -347,10 +347,10 @@ TEST_F(Life, holds_whatever_can_be_freed) {
 }
 
 TEST_F(Life, ends_with_the_host_and_survives_failures) {
-    const Handle kept = create(1, XML_ELEMENT_NODE, "kept");
+    const Handle kept = create(new_document(), XML_ELEMENT_NODE, "kept");
     ObjectHandle survivor;
     {
-        Host other(VALTROSSE_PLUGIN_PATH);
+        Host other(plugin_path());
         survivor = other.create().object();
         other.call_method(survivor, "addInternal", {kept});
         other.call_method(other.create().object(), "addInternal", {clone(kept)});

@@ -7,8 +7,8 @@ namespace {
 class Namespaces : public TreeTest {
 protected:
     Handle declaration(std::string_view prefix, std::string_view uri) {
-        return with_text(create_ns(1, XML_ATTRIBUTE_NODE, "xmlns:" + std::string(prefix),
-                                   "http://www.w3.org/2000/xmlns/"),
+        return with_text(create_ns(new_document(), XML_ATTRIBUTE_NODE,
+                                   "xmlns:" + std::string(prefix), "http://www.w3.org/2000/xmlns/"),
                          uri);
     }
     /// The document as it is saved, normalised.
@@ -171,10 +171,11 @@ TEST_F(Namespaces, qualified_names) {
             free(doc);
         }
     }
-    const Handle declares = create_ns(1, XML_ATTRIBUTE_NODE, "xmlns:p", xmlns_uri);
+    const Handle declares = create_ns(new_document(), XML_ATTRIBUTE_NODE, "xmlns:p", xmlns_uri);
     EXPECT_EQ(text("xmlDOMNodeGetPropertyNS", declares, 0), "p");
     free_node(declares);
-    for (const std::uint32_t type : {0U, 3U, 9U}) EXPECT_EQ(create_ns(1, type, "p:a", "urn:p"), 0U);
+    for (const std::uint32_t type : {0U, 3U, 9U})
+        EXPECT_EQ(create_ns(new_document(), type, "p:a", "urn:p"), 0U);
 }
 
 TEST_F(Namespaces, declarations_that_repeat_a_prefix_go) {

@@ -53,7 +53,7 @@ TEST_F(Nodes, types_names_and_steps_of_every_code) {
     node.prev = &relatives[2];
     node.children = &relatives[3];
     node.last = &relatives[4];
-    const Handle handle = handle_of(&node);
+    const Handle handle = handle_from_outside(&node);
     for (std::uint32_t type = 0; type < std::size(names); ++type) {
         node.type = static_cast<xmlElementType>(type);
         const std::uint32_t code = type == 14 ? 10 : type == 17 ? 6 : type <= 12 ? type : 0;
@@ -114,7 +114,7 @@ TEST_F(Nodes, of_a_document) {
                   type == 3 ? std::string_view(value_wanted).size() : 0)
             << path;
     }
-    EXPECT_EQ(name(handle_of(node_of(root)->nsDef)), "d");
+    EXPECT_EQ(name(handle_from_outside(node_of(root)->nsDef)), "d");
 
     // From a reference to its declaration, and no further.
     const Handle reference = relative(find(root, "p:x"), 1), declaration = relative(reference, 3);

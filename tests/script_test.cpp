@@ -7,6 +7,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "tests/fixture.hpp"
+
 namespace valtrosse::script {
 namespace {
 
@@ -33,7 +35,7 @@ protected:
         return path;
     }
 
-    host::Host host{VALTROSSE_PLUGIN_PATH};
+    host::Host host{host::plugin_path()};
     std::ostringstream out, err;
     Engine engine{host,
                   {.out = &out,

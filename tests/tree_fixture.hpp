@@ -9,6 +9,8 @@ namespace valtrosse::host {
 
 class TreeTest : public LibraryTest {
 protected:
+    using LibraryTest::LibraryTest;
+
     Handle create(Handle doc, std::uint32_t type, std::string_view data) {
         return get("xmlDOMDocCreateNode", doc, type, data);
     }

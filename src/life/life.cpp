@@ -4,6 +4,7 @@
 
 #include "dom/node/free.hpp"
 #include "plugin/catalogue.hpp"
+#include "plugin/handle_check.hpp"
 #include "plugin/kit.hpp"
 #include "plugin/readers.hpp"
 
@@ -43,6 +44,7 @@ void* TOVIK_PrivateInitLIBXMLLifeObj(void* private_data) {
 }
 
 void TOVIK_PrivateTermLIBXMLLifeObj(void* private_data) {
+    if constexpr (checked_handles) watch_this_thread();
     xmlNode* tree = release_held(&static_cast<LifeData*>(private_data)->held);
     // A tree that meanwhile hangs under another node belongs to that node's owner.
     if (tree && may_be_freed(tree)) _x_freeNode(tree);
@@ -93,6 +95,8 @@ vt_status TOVIK_LIBXMLLife_addInternal(vt_call_context* context, std::uint32_t a
     std::uint32_t handle = 0;
     vt_status status = TOVIKParam_Vtu32intParam(context->runtime, &api, position, args, &handle, 1,
                                                 std::numeric_limits<std::uint32_t>::max());
+    if constexpr (checked_handles)
+        if (status == VT_OK && check_handle(handle, names[0]) != VT_OK) return VT_OK;
     if (status == VT_OK && !hold(&data->held, reinterpret_cast<xmlNode*>(handle)))
         status = VT_OUT_OF_MEMORY;
     give_object(*data, self->object, result);

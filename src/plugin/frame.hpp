@@ -12,6 +12,9 @@
 //     HostText, Blob   a string or bytes of the host, borrowed for the length of the call
 //     Deferred<T>      any of these, read by the handler itself when its turn comes
 //
+// In the checked library a handle that was not handed out, or whose object is gone, ends the call with
+// no value (handle_check.hpp).
+//
 // The frame fetches the host API table, binds, reads, runs the work and passes the result. A script
 // sees a value, no value, or a status; see Result.
 #pragma once
@@ -23,6 +26,7 @@
 #include <utility>
 
 #include "plugin/catalogue.hpp"
+#include "plugin/handle_check.hpp"
 #include "plugin/host_api.hpp"
 #include "plugin/readers.hpp"
 
@@ -67,7 +71,9 @@ struct HandleOrZero {
 /// One call of a script function: the host's records and the value that the call makes.
 class Call {
 public:
-    explicit Call(vt_call_context* context) : context_(context), runtime_(context->runtime) {}
+    explicit Call(vt_call_context* context) : context_(context), runtime_(context->runtime) {
+        if constexpr (checked_handles) watch_this_thread();
+    }
 
     vt_call_context* context() const { return context_; }
     vt_host_runtime* runtime() const { return runtime_; }
@@ -77,7 +83,10 @@ public:
     Result integer(std::uint32_t value) {
         return made(api_.make_integer_value()(runtime_, &value_, 0, value), VT_INTEGER);
     }
+    /// The handle of an object, which must be alive.
     Result handle(const void* object) {
+        if constexpr (checked_handles)
+            if (vt_status status = handle_given(object)) return failure(status);
         return integer(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(object)));
     }
     /// As handle, with no value for null.
@@ -111,13 +120,31 @@ private:
     vt_value value_;
 };
 
+/// Where the argument of one parameter is.
+struct Place {
+    std::uint32_t position;
+    vt_argument* args;
+    const vt_name* parameter;
+};
+
 namespace detail {
 
 constexpr std::uint32_t max_integer = std::numeric_limits<std::uint32_t>::max();
 
-inline vt_status read_integer(const Call& call, std::uint32_t position, vt_argument* args,
-                              std::uint32_t& value, std::uint32_t low, std::uint32_t high) {
-    return TOVIKParam_Vtu32intParam(call.runtime(), &call.api(), position, args, &value, low, high);
+inline vt_status read_integer(const Call& call, const Place& place, std::uint32_t& value,
+                              std::uint32_t low, std::uint32_t high) {
+    return TOVIKParam_Vtu32intParam(call.runtime(), &call.api(), place.position, place.args, &value,
+                                    low, high);
+}
+
+template <typename T>
+vt_status read_handle(const Call& call, const Place& place, T*& object, std::uint32_t low) {
+    std::uint32_t handle = 0;
+    vt_status status = read_integer(call, place, handle, low, max_integer);
+    if constexpr (checked_handles)
+        if (status == VT_OK && handle != 0) status = check_handle(handle, *place.parameter);
+    object = reinterpret_cast<T*>(handle);
+    return status;
 }
 
 }  // namespace detail
@@ -129,17 +156,17 @@ struct Parameter;
 template <>
 struct Parameter<std::uint32_t> {
     std::uint32_t value = 0;
-    vt_status read(const Call& call, std::uint32_t position, vt_argument* args) {
-        return detail::read_integer(call, position, args, value, 0, detail::max_integer);
+    vt_status read(const Call& call, const Place& place) {
+        return detail::read_integer(call, place, value, 0, detail::max_integer);
     }
 };
 
 template <>
 struct Parameter<Flag> {
     Flag value{};
-    vt_status read(const Call& call, std::uint32_t position, vt_argument* args) {
+    vt_status read(const Call& call, const Place& place) {
         std::uint32_t number = 0;
-        const vt_status status = detail::read_integer(call, position, args, number, 0, 1);
+        const vt_status status = detail::read_integer(call, place, number, 0, 1);
         value.set = number == 1;
         return status;
     }
@@ -148,42 +175,34 @@ struct Parameter<Flag> {
 template <typename T>
 struct Parameter<T*> {
     T* value = nullptr;
-    vt_status read(const Call& call, std::uint32_t position, vt_argument* args) {
-        std::uint32_t address = 0;
-        const vt_status status =
-            detail::read_integer(call, position, args, address, 1, detail::max_integer);
-        value = reinterpret_cast<T*>(address);
-        return status;
+    vt_status read(const Call& call, const Place& place) {
+        return detail::read_handle(call, place, value, 1);
     }
 };
 
 template <typename T>
 struct Parameter<HandleOrZero<T>> {
     HandleOrZero<T> value{};
-    vt_status read(const Call& call, std::uint32_t position, vt_argument* args) {
-        std::uint32_t address = 0;
-        const vt_status status =
-            detail::read_integer(call, position, args, address, 0, detail::max_integer);
-        value.object = reinterpret_cast<T*>(address);
-        return status;
+    vt_status read(const Call& call, const Place& place) {
+        return detail::read_handle(call, place, value.object, 0);
     }
 };
 
 template <>
 struct Parameter<HostText> {
     HostText value{};
-    vt_status read(const Call& call, std::uint32_t position, vt_argument* args) {
-        return TOVIKParam_StrParam(call.runtime(), &call.api(), position, args, &value.count,
-                                   &value.units);
+    vt_status read(const Call& call, const Place& place) {
+        return TOVIKParam_StrParam(call.runtime(), &call.api(), place.position, place.args,
+                                   &value.count, &value.units);
     }
 };
 
 template <>
 struct Parameter<Blob> {
     Blob value{};
-    vt_status read(const Call& call, std::uint32_t position, vt_argument* args) {
-        return TOVIKParam_BlobParam(call.runtime(), &call.api(), position, args, &value.length,
-                                    &value.data);
+    vt_status read(const Call& call, const Place& place) {
+        return TOVIKParam_BlobParam(call.runtime(), &call.api(), place.position, place.args,
+                                    &value.length, &value.data);
     }
 };
 
@@ -194,23 +213,21 @@ public:
     /// 0, or the status that ends the call; then value stays as it was.
     vt_status read(const Call& call, T& value) const {
         Parameter<T> parameter;
-        const vt_status status = parameter.read(call, position_, args_);
+        const vt_status status = parameter.read(call, place_);
         if (status == VT_OK) value = parameter.value;
         return status;
     }
 
 private:
     friend struct Parameter<Deferred<T>>;
-    std::uint32_t position_ = 0;
-    vt_argument* args_ = nullptr;
+    Place place_{};
 };
 
 template <typename T>
 struct Parameter<Deferred<T>> {
     Deferred<T> value;
-    vt_status read(const Call&, std::uint32_t position, vt_argument* args) {
-        value.position_ = position;
-        value.args_ = args;
+    vt_status read(const Call&, const Place& place) {
+        value.place_ = place;
         return VT_OK;
     }
 };
@@ -239,7 +256,7 @@ struct Frame<work> {
             const auto read_and_work = [&]<std::size_t... i>(std::index_sequence<i...>) {
                 std::tuple<Parameter<T>...> parameters;
                 const bool all_read =
-                    ((status = std::get<i>(parameters).read(call, positions[i], args),
+                    ((status = std::get<i>(parameters).read(call, {positions[i], args, names + i}),
                       status == VT_OK) &&
                      ...);
                 if (!all_read) return failure(status);

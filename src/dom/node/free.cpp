@@ -8,6 +8,7 @@
 #include "dom/node/namespaces.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/node/tree.hpp"
+#include "plugin/handle_check.hpp"
 
 namespace valtrosse {
 namespace {
@@ -39,6 +40,7 @@ void free_notations(xmlNode* record) {
         auto* notation = reinterpret_cast<xmlEntity*>(record);
         record = notation->children;
         forget_held(reinterpret_cast<xmlNode*>(notation));
+        if constexpr (checked_handles) handle_gone(notation);
         xmlFree(const_cast<xmlChar*>(notation->name));
         xmlFree(const_cast<xmlChar*>(notation->ExternalID));
         xmlFree(const_cast<xmlChar*>(notation->SystemID));

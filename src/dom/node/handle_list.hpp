@@ -41,11 +41,14 @@ public:
     Result failure() const { return valtrosse::failure(status_); }
 
     void add(const void* handle) {
+        if constexpr (checked_handles)
+            if (vt_status status = handle_given(handle)) status_ = status;
         _x_pointersizeToHexString(address_of(handle), digits, next_);
         next_ += digits;
     }
 
     Result value(Call& call) const {
+        if (failed()) return failure();
         return call.text(units_, static_cast<std::uint32_t>(next_ - units_));
     }
 

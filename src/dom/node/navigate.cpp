@@ -1,6 +1,7 @@
 // From a node to its relatives and its document.
 #include <libxml/tree.h>
 
+#include "dom/address_key.hpp"
 #include "plugin/frame.hpp"
 
 namespace valtrosse {
@@ -25,8 +26,9 @@ Result relative(Call& call, xmlNode* node, std::uint32_t step) {
     }
 }
 
-/// The document that `node` names as its own: 0 when it names none.
-Result owner_doc(Call& call, xmlNode* node) { return call.handle(node->doc); }
+/// The document that `node` names as its own: 0 when it names none. A number, not a handle given out
+/// here: the document may be gone.
+Result owner_doc(Call& call, xmlNode* node) { return call.integer(address_of(node->doc)); }
 
 }  // namespace
 }  // namespace valtrosse

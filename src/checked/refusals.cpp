@@ -1,0 +1,55 @@
+#include "checked/refusals.hpp"
+
+#include <algorithm>
+
+#include "lock.hpp"
+#include "plugin/handle_check.hpp"
+#include "plugin/tables.hpp"
+
+namespace valtrosse {
+namespace {
+
+struct Listener {
+    vt_refused_handle_callback callback;
+    void* data;
+};
+
+constinit Listener listener{};
+
+/// The function or method that has the parameter. A parameter array shares the texts of the symbol
+/// names, in which the parameters follow their function.
+const vt_name& function_of(const vt_name& parameter) {
+    if (parameter.units == LIBXMLLife_addInternal_params_descs[0].units)
+        return name_descs[funcsforLIBXMLLife[1].name - 1];
+    const auto name = std::find_if(name_descs.begin(), name_descs.end(), [&](const vt_name& other) {
+        return other.units == parameter.units;
+    });
+    const auto index = static_cast<std::uint32_t>(name - name_descs.begin()) + 1;
+    const auto next = std::find_if(freefunctions.begin(), freefunctions.end(),
+                                   [&](const auto& function) { return function.name > index; });
+    return name_descs[(next - 1)->name - 1];
+}
+
+}  // namespace
+
+void report_refusal(std::uint32_t handle, const vt_name& parameter) {
+    Listener present;
+    {
+        const SharedStateLock lock;
+        present = listener;
+    }
+    if (present.callback)
+        present.callback(present.data, &function_of(parameter), &parameter, handle);
+}
+
+}  // namespace valtrosse
+
+void valtrosse_on_refused_handle(vt_refused_handle_callback callback, void* data) {
+    const valtrosse::SharedStateLock lock;
+    valtrosse::listener = {callback, data};
+}
+
+vt_status valtrosse_add_handle(const void* object) {
+    valtrosse::watch_this_thread();
+    return valtrosse::handle_given(object);
+}

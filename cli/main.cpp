@@ -1,14 +1,20 @@
 // vtdom: runs JavaScript with the script functions of the Valtrosse DOM library.
+#include <unistd.h>
+
 #include <algorithm>
 #include <iostream>
 #include <system_error>
 
+#include "cli/handles.hpp"
 #include "cli/leaks.hpp"
+#include "cli/line_input.hpp"
 #include "cli/network.hpp"
 #include "cli/options.hpp"
 #include "cli/ownership.hpp"
 #include "cli/places.hpp"
 #include "cli/profile.hpp"
+#include "cli/reference.hpp"
+#include "cli/shell.hpp"
 #include "cli/trace.hpp"
 #include "host/host.hpp"
 #include "script/engine.hpp"
@@ -46,28 +52,63 @@ void show_version(host::Host& host, const std::string& plugin) {
               << "xmlDOMUtilGetVersion " << host.call("xmlDOMUtilGetVersion").utf8() << '\n';
 }
 
-int run_script(const cli::CommandLine& line, host::Host& host, script::CallObserver* observer) {
-    script::Engine engine(
-        host,
-        {.args = line.args, .module_directories = cli::module_directories(), .observer = observer});
-    if (line.action == cli::Action::run_code) return engine.run_code(line.script, "-e");
-    return engine.run_file(line.script);
+/// What looks at the calls of a script, as the options ask for it.
+struct Watchers {
+    Watchers(const cli::CommandLine& line, host::Host& host)
+        : ownership(host),
+          handles(ownership),
+          trace(std::cerr, std::cout) {
+        if (line.leaks || line.interactive) all.add(ownership);
+        if (line.interactive) all.add(interruptions);
+        if (line.interactive) all.add(handles);
+        if (line.profile) all.add(profile);
+        if (line.trace) all.add(trace);
+    }
+    script::CallObserver* observer() { return all.empty() ? nullptr : &all; }
+
+    cli::Ownership ownership;
+    cli::KnownHandles handles;
+    cli::Interruptions interruptions;
+    cli::Profile profile;
+    cli::Trace trace;
+    script::CallObservers all;
+};
+
+int run_shell(host::Host& host, script::Engine& engine, Watchers& watchers) {
+    const cli::Reference reference = cli::Reference::read(cli::find_reference());
+    cli::Shell shell(host, engine, watchers.ownership, watchers.handles, reference, std::cout);
+    if (isatty(STDIN_FILENO) == 0) {
+        cli::StreamInput input(std::cin);
+        return shell.run(input);
+    }
+    std::cout << "vtdom " << host.version_text() << ": .help for help, Ctrl-D to leave\n";
+    cli::TerminalInput input(cli::history_file(),
+                             [&](const std::string& text) { return shell.complete(text); });
+    return shell.run(input);
 }
 
-/// Runs the script with what looks at its calls, and writes what that has seen.
-int run(const cli::CommandLine& line, host::Host& host) {
-    cli::Trace trace(std::cerr, std::cout);
-    cli::Profile profile;
-    cli::Ownership ownership(host);
-    script::CallObservers observers;
-    if (line.leaks) observers.add(ownership);
-    if (line.profile) observers.add(profile);
-    if (line.trace) observers.add(trace);
+int run_in_engine(const cli::CommandLine& line, host::Host& host, Watchers& watchers) {
+    script::Engine engine(host, {.args = line.args,
+                                 .module_directories = cli::module_directories(),
+                                 .observer = watchers.observer()});
+    int exit_code = 0;
+    switch (line.action) {
+        case cli::Action::run_code: exit_code = engine.run_code(line.script, "-e"); break;
+        case cli::Action::run_file: exit_code = engine.run_file(line.script); break;
+        default: break;
+    }
+    // After exit() nothing runs any more.
+    return line.interactive && !engine.exited() ? run_shell(host, engine, watchers) : exit_code;
+}
 
-    int exit_code = run_script(line, host, observers.empty() ? nullptr : &observers);
+/// Runs the script or the shell with what looks at its calls, and writes what that has seen.
+int run(const cli::CommandLine& line, host::Host& host) {
+    Watchers watchers(line, host);
+    int exit_code = run_in_engine(line, host, watchers);
     std::cout.flush();
-    if (line.profile) profile.report(std::cerr);
-    if (line.leaks && cli::report_leaks(std::cerr, host, ownership) != 0 && exit_code == 0) {
+    if (line.profile) watchers.profile.report(std::cerr);
+    if (line.leaks && cli::report_leaks(std::cerr, host, watchers.ownership) != 0 &&
+        exit_code == 0) {
         exit_code = leaks_found;
     }
     return exit_code;

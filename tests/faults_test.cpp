@@ -146,10 +146,11 @@ protected:
     }
 
     void free_things(const Things& t, Handle made, Handle gone) {
+        std::vector<Handle> ending = {made, t.notation, t.doc, t.other, t.html, t.spare_doc};
         for (const Handle node : {t.a, t.id, t.ns_attr, t.comment, t.b, t.element, t.attr,
                                   t.namespaced_attr, t.declaring_attr, t.free_text, t.spare, t.dtd})
-            if (node != gone && !node_of(node)->parent) get("xmlDOMNodeFreeNode", node);
-        for (const Handle tree : {made, t.notation, t.doc, t.other, t.html, t.spare_doc})
+            if (node != gone && !node_of(node)->parent) ending.push_back(node);
+        for (const Handle tree : ending)
             if (tree != gone && tree != 0) get("xmlDOMNodeFreeNode", tree);
     }
 

@@ -6,10 +6,16 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "cli/leaks.hpp"
+#include "cli/network.hpp"
 #include "cli/options.hpp"
+#include "cli/ownership.hpp"
 #include "cli/places.hpp"
+#include "cli/profile.hpp"
+#include "cli/trace.hpp"
 #include "host/host.hpp"
 #include "script/engine.hpp"
+#include "script/observer.hpp"
 #include "valtrosse/checked_handles.h"
 
 namespace {
@@ -18,6 +24,7 @@ using namespace valtrosse;
 
 constexpr int cannot_start = 2;
 constexpr int output_lost = 1;
+constexpr int leaks_found = 3;
 
 int complain(std::string message, int exit_code = cannot_start) {
     std::replace(message.begin(), message.end(), '\n', ' ');
@@ -61,14 +68,35 @@ void report_refused_handles(host::Host& host, const std::string& plugin) {
     set(on_refused_handle, nullptr);
 }
 
-int run(const cli::CommandLine& line, host::Host& host) {
-    script::Engine engine(host,
-                          {.args = line.args, .module_directories = cli::module_directories()});
+int run_script(const cli::CommandLine& line, host::Host& host, script::CallObserver* observer) {
+    script::Engine engine(
+        host,
+        {.args = line.args, .module_directories = cli::module_directories(), .observer = observer});
     if (line.action == cli::Action::run_code) return engine.run_code(line.script, "-e");
     return engine.run_file(line.script);
 }
 
+/// Runs the script with what looks at its calls, and writes what that has seen.
+int run(const cli::CommandLine& line, host::Host& host) {
+    cli::Trace trace(std::cerr, std::cout);
+    cli::Profile profile;
+    cli::Ownership ownership(host);
+    script::CallObservers observers;
+    if (line.leaks) observers.add(ownership);
+    if (line.profile) observers.add(profile);
+    if (line.trace) observers.add(trace);
+
+    int exit_code = run_script(line, host, observers.empty() ? nullptr : &observers);
+    std::cout.flush();
+    if (line.profile) profile.report(std::cerr);
+    if (line.leaks && cli::report_leaks(std::cerr, host, ownership) != 0 && exit_code == 0) {
+        exit_code = leaks_found;
+    }
+    return exit_code;
+}
+
 int execute(const cli::CommandLine& line) {
+    if (line.no_network) cli::forbid_network();
     const std::string plugin = cli::find_plugin(line.plugin, line.checked);
     host::Host host(plugin);
     if (line.checked) report_refused_handles(host, plugin);

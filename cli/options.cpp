@@ -15,7 +15,7 @@ constexpr const char* footer =
     "standard "
     "input.\n"
     "Exit code: 0, what the script gives to exit(), 1 after an uncaught error, 2 when nothing "
-    "could run.";
+    "could run, 3 when --leaks found some in a script that ended with 0.";
 
 class Help : public CLI::Formatter {
     std::string make_usage(const CLI::App*, std::string) const override {
@@ -43,11 +43,19 @@ std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_co
     app.add_option(
            "--plugin", line.plugin,
            "The library; otherwise $VALTROSSE_PLUGIN, or libvaltrosse-dom.so beside vtdom or "
-           "in ../lib")
+           "where it is installed")
         ->type_name("PATH");
     app.add_flag(
         "--checked", line.checked,
         "Use libvaltrosse-dom-checked.so, and name every call with a handle of nothing alive");
+    app.add_flag("--leaks", line.leaks,
+                 "At the end list the handles that were neither freed nor linked");
+    app.add_flag("--trace", line.trace,
+                 "Write each call to standard error: arguments, result, time");
+    app.add_flag("--profile", line.profile,
+                 "At the end write a table of the calls to standard error");
+    app.add_flag("--no-network", line.no_network,
+                 "Fetch no documents, DTDs or entities by network");
     app.add_flag("--functions", functions, "List the script functions with their parameters");
     app.add_flag("--version", version, "Show the library's versions");
 

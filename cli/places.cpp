@@ -25,13 +25,14 @@ std::string find_plugin(const std::string& given, bool checked) {
     const char* const library_name =
         checked ? "libvaltrosse-dom-checked.so" : "libvaltrosse-dom.so";
     const fs::path directory = executable_directory();
-    for (const char* place : {"", "../lib", "../lib/i386-linux-gnu"}) {
+    for (const char* place : {"", VALTROSSE_PLUGIN_FROM_VTDOM}) {
         const fs::path path = (directory / place / library_name).lexically_normal();
         if (fs::exists(path)) return path.string();
     }
     throw std::runtime_error(std::string("cannot find ") + library_name + " beside vtdom in " +
                              directory.string() +
-                             " or in ../lib: use --plugin PATH or set VALTROSSE_PLUGIN");
+                             " or in " VALTROSSE_PLUGIN_FROM_VTDOM
+                             " from there: use --plugin PATH or set VALTROSSE_PLUGIN");
 }
 
 std::vector<std::string> module_directories() {

@@ -21,6 +21,15 @@ const Argument& argument_of(const vt_argument& record);
 template <typename ArgumentAt, typename IsNamed>
 void bind_positions(std::span<std::uint32_t> positions, std::uint32_t count, ArgumentAt argument_at,
                     IsNamed is_named) {
+    // Most calls: as many arguments as parameters, none of them named or not supplied.
+    bool in_order = count == positions.size();
+    for (std::uint32_t i = 0; in_order && i < count; ++i) {
+        const Argument& argument = argument_at(i);
+        in_order = argument.name().empty() && argument.kind() != Argument::Kind::missing;
+        positions[i] = i + 1;
+    }
+    if (in_order) return;
+
     std::fill(positions.begin(), positions.end(), 0U);
     for (std::uint32_t i = 0; i < count; ++i) {
         const Argument& argument = argument_at(i);

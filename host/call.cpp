@@ -147,9 +147,8 @@ vt_status make_copy(vt_host_runtime* runtime, vt_value* value, std::uint32_t kin
                     const Item* items, std::uint32_t count) {
     if (const vt_status fault = injected_fault(&Faults::make)) return fault;
     try {
-        Content content(items, items + count);
-        static_cast<RuntimeRecord*>(runtime)->context->values().keep(*value, kind,
-                                                                     std::move(content));
+        CallValues& values = static_cast<RuntimeRecord*>(runtime)->context->values();
+        values.add(*value, kind).emplace<Content>(items, items + count);
         return VT_OK;
     } catch (const std::bad_alloc&) {
         return VT_OUT_OF_MEMORY;

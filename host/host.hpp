@@ -143,7 +143,7 @@ public:
         std::variant<std::monostate, bool, std::uint32_t, std::u16string, Blob, ObjectHandle>;
 
     Outcome() = default;
-    Outcome(vt_status status, bool result_set, Value value, std::uint32_t last_read = 0)
+    Outcome(vt_status status, bool result_set, Value&& value, std::uint32_t last_read = 0)
         : status_(status),
           result_set_(result_set),
           last_read_(last_read),

@@ -52,14 +52,14 @@ CallValues::~CallValues() {
     while (!kept_.empty()) drop(kept_.begin());
 }
 
-void CallValues::keep(vt_value& record, std::uint32_t kind, Outcome::Value content) {
+Outcome::Value& CallValues::add(vt_value& record, std::uint32_t kind) {
     if (pool_.spare.empty()) pool_.spare.emplace_back();
     kept_.splice(kept_.begin(), pool_.spare, pool_.spare.begin());
-    kept_.front() = std::move(content);
     ++pool_.tally.live_values;
     record.host_words[kKind] = kind;
     record.host_words[kContent] = std::bit_cast<std::uint32_t>(kept_.begin());
     record.host_words[kOwner] = std::bit_cast<std::uint32_t>(this);
+    return kept_.front();
 }
 
 void CallValues::drop(Place place) {

@@ -27,8 +27,9 @@ public:
     CallValues(const CallValues&) = delete;
     CallValues& operator=(const CallValues&) = delete;
 
-    /// Keeps content (a text or bytes) and writes a record of the given kind that stands for it.
-    void keep(vt_value& record, std::uint32_t kind, Outcome::Value content);
+    /// A place for the content (a text or bytes) that a record of the given kind stands for; it is
+    /// still empty.
+    Outcome::Value& add(vt_value& record, std::uint32_t kind);
     void drop(std::list<Outcome::Value>::iterator place);
 
 private:

@@ -12,17 +12,15 @@ constexpr double largest_integer = 4294967295.0;
 
 /// Plain: made by a literal or Object.create(null), so not an array, a function, bytes, a
 /// LIBXMLLife.
-bool is_plain_object(duk_context* ctx, duk_idx_t index) {
+bool is_plain_object(Runtime& runtime, duk_context* ctx, duk_idx_t index) {
     if (duk_get_type(ctx, index) != DUK_TYPE_OBJECT || duk_is_array(ctx, index) ||
         duk_is_function(ctx, index) || duk_is_buffer_data(ctx, index)) {
         return false;
     }
     duk_get_prototype(ctx, index);
-    duk_push_object(ctx);
-    duk_get_prototype(ctx, -1);
-    const bool plain = duk_is_undefined(ctx, -3) || duk_strict_equals(ctx, -1, -3);
-    duk_pop_3(ctx);
-    return plain;
+    const void* prototype = duk_get_heapptr(ctx, -1);
+    duk_pop(ctx);
+    return prototype == nullptr || prototype == runtime.object_prototype;
 }
 
 bool is_alone(duk_context* ctx, std::size_t count) {
@@ -75,11 +73,15 @@ std::string parameter_of(const host::Function& function, std::size_t parameter) 
     throw ScriptError(DUK_ERR_TYPE_ERROR, parameter_of(function, parameter) + " cannot be " + kind);
 }
 
-std::uint32_t read_integer(double number, const host::Function& function, std::size_t parameter) {
-    if (number >= 0 && number <= largest_integer) {
-        const auto integer = static_cast<std::uint32_t>(number);
-        if (static_cast<double>(integer) == number) return integer;
-    }
+/// Gives the integer that a number is. False for other numbers.
+bool to_integer(double number, std::uint32_t& integer) {
+    if (!(number >= 0 && number <= largest_integer)) return false;
+    integer = static_cast<std::uint32_t>(number);
+    return static_cast<double>(integer) == number;
+}
+
+[[noreturn]] void refuse_number(double number, const host::Function& function,
+                                std::size_t parameter) {
     char text[32] = "NaN";
     if (!std::isnan(number)) std::snprintf(text, sizeof text, "%.17g", number);
     throw ScriptError(DUK_ERR_TYPE_ERROR, parameter_of(function, parameter) +
@@ -104,6 +106,20 @@ void check_byte_path(const host::Function& function, std::size_t parameter,
     }
 }
 
+/// Room for the texts among the arguments from this one on. It is found once in a call, since a
+/// text must not move when the next one is read.
+char16_t* room_for_texts(Scratch& scratch, duk_context* ctx, const Places& places,
+                         std::size_t first) {
+    std::size_t units = 0;
+    for (std::size_t k = first; k < places.count; ++k) {
+        if (!duk_is_string(ctx, places.index_of(k))) continue;
+        duk_size_t size = 0;
+        duk_get_lstring(ctx, places.index_of(k), &size);
+        units += size;
+    }
+    return scratch.room(units);
+}
+
 /// Reads one value. The units of a text go to free_units, which then moves past them.
 host::Argument read_value(duk_context* ctx, duk_idx_t index, const BoundFunction& bound,
                           std::size_t parameter, char16_t*& free_units) {
@@ -114,7 +130,12 @@ host::Argument read_value(duk_context* ctx, duk_idx_t index, const BoundFunction
         case DUK_TYPE_UNDEFINED: return {};
         case DUK_TYPE_NULL: return nullptr;
         case DUK_TYPE_BOOLEAN: return duk_get_boolean(ctx, index) != 0;
-        case DUK_TYPE_NUMBER: return read_integer(duk_get_number(ctx, index), function, parameter);
+        case DUK_TYPE_NUMBER: {
+            const double number = duk_get_number(ctx, index);
+            std::uint32_t integer;
+            if (to_integer(number, integer)) return integer;
+            refuse_number(number, function, parameter);
+        }
         case DUK_TYPE_STRING: {
             const char* bytes = duk_get_lstring(ctx, index, &size);
             if (is_symbol({bytes, size})) refuse_value(ctx, index, function, parameter);
@@ -135,45 +156,75 @@ host::Argument read_value(duk_context* ctx, duk_idx_t index, const BoundFunction
 
 }  // namespace
 
-Places find_places(duk_context* ctx, const host::Function& function) {
+Places find_places(Runtime& runtime, duk_context* ctx, const host::Function& function) {
     const std::size_t count = function.parameters.size();
-    if (count != 0 && duk_is_object(ctx, 0) && is_alone(ctx, count) && is_plain_object(ctx, 0)) {
+    if (count != 0 && duk_is_object(ctx, 0) && is_alone(ctx, count) &&
+        is_plain_object(runtime, ctx, 0)) {
         return places_by_name(ctx, function);
     }
     Places places;
     places.by_name = false;
     places.count = count;
-    for (std::size_t k = 0; k < count; ++k) places.index[k] = static_cast<duk_idx_t>(k);
     return places;
 }
 
 std::span<const host::Argument> read_arguments(Runtime& runtime, duk_context* ctx,
                                                const BoundFunction& bound, const Places& places,
                                                Arguments& arguments) {
-    // The buffer is sized once, since a text of this call must not move when the next one is read.
-    std::size_t units = 1;
-    for (std::size_t k = 0; k < places.count; ++k) {
-        if (duk_get_type(ctx, places.index[k]) != DUK_TYPE_STRING) continue;
-        duk_size_t size = 0;
-        duk_get_lstring(ctx, places.index[k], &size);
-        units += size;
-    }
-    char16_t* free_units = runtime.scratch.room(units);
-
+    char16_t* free_units = nullptr;
     std::size_t supplied = 0;
     for (std::size_t k = 0; k < places.count; ++k) {
-        const std::size_t parameter = places.by_name ? places.parameter[k] : k;
-        host::Argument argument = read_value(ctx, places.index[k], bound, parameter, free_units);
-        if (argument.kind() == host::Argument::Kind::missing) continue;
-        if (places.by_name) {
-            const std::string_view name = bound.function->parameters[parameter];
-            arguments[supplied++] = host::Argument(name, std::move(argument));
-        } else {
-            arguments[k] = std::move(argument);
-            supplied = k + 1;
+        const duk_idx_t index = places.index_of(k);
+        // Handles are most of what scripts pass: one question to the engine for each.
+        std::uint32_t integer;
+        if (!places.by_name && to_integer(duk_get_number_default(ctx, index, -1), integer)) {
+            arguments.emplace_back(integer);
+            supplied = arguments.size();
+            continue;
         }
+        if (free_units == nullptr && duk_is_string(ctx, index)) {
+            free_units = room_for_texts(runtime.scratch, ctx, places, k);
+        }
+        const std::size_t parameter = places.by_name ? places.parameter[k] : k;
+        host::Argument argument = read_value(ctx, index, bound, parameter, free_units);
+        const bool missing = argument.kind() == host::Argument::Kind::missing;
+        if (places.by_name) {
+            if (missing) continue;
+            const std::string_view name = bound.function->parameters[parameter];
+            arguments.emplace_back(name, std::move(argument));
+        } else {
+            arguments.emplace_back(std::move(argument));
+        }
+        if (!missing) supplied = arguments.size();
     }
     return {arguments.data(), supplied};
+}
+
+CallPath call_path(Runtime& runtime, duk_context* ctx) {
+    CallPath path;
+    for (duk_int_t level = -2;; --level) {  // -1 is the native function itself
+        int line = 0;
+        bool outermost = false;
+        const bool looked = guarded(ctx, [&] {
+            duk_inspect_callstack_entry(ctx, level);
+            outermost = duk_is_undefined(ctx, -1) != 0;
+            if (outermost) return;
+            duk_get_prop_string(ctx, -1, "lineNumber");
+            line = duk_get_int(ctx, -1);
+            duk_get_prop_string(ctx, -2, "function");
+            duk_get_prop_string(ctx, -1, "fileName");  // undefined in native functions
+        });
+        duk_size_t size = 0;
+        const char* name = duk_get_lstring(ctx, -1, &size);
+        const std::string file = looked && name != nullptr ? to_utf8({name, size}) : "";
+        duk_pop(ctx);
+        if (!looked || outermost) break;
+        if (file.empty() || line == 0) continue;
+        const bool in_program = file == runtime.program;
+        if (path.empty() || in_program) path.push_back({file, line});
+        if (in_program) break;
+    }
+    return path;
 }
 
 Answer answer_with(Runtime& runtime, duk_context* ctx, const host::Outcome& outcome,
@@ -193,7 +244,7 @@ Answer answer_with(Runtime& runtime, duk_context* ctx, const host::Outcome& outc
             const char* end = encode_units(*units, text.data());
             return {Answer::Kind::text, static_cast<std::size_t>(end - text.data())};
         }
-        return pushed(push_text(ctx, from_units(*units)));
+        return pushed(push_text(ctx, EngineText(*units).view()));
     }
     if (const auto* boolean = std::get_if<bool>(&value)) {
         duk_push_boolean(ctx, *boolean);

@@ -101,6 +101,7 @@ int Engine::run_code(std::string_view source, const std::string& name) {
     Runtime& runtime = *state_;
     duk_context* ctx = runtime.ctx;
     runtime.exit_code.reset();
+    runtime.program = name;
     std::string text;
     try {
         text = clean_source(std::string(source), name);

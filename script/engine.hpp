@@ -15,12 +15,16 @@
 
 namespace valtrosse::script {
 
+class CallObserver;
+
 struct Options {
     std::ostream* out = nullptr;      ///< print, console.log; null is std::cout
     std::ostream* err = nullptr;      ///< console.error, uncaught errors; null is std::cerr
     std::vector<std::string> args{};  ///< the script's global `args`, in UTF-8
     /// Where require looks for names that do not start with ./ ../ or /, in this order.
     std::vector<std::string> module_directories{};
+    /// Sees every call; outlives the engine. See observer.hpp.
+    CallObserver* observer = nullptr;
 };
 
 /// The exit code of a script that ends with an uncaught error.

@@ -23,9 +23,16 @@ vt_object* object_at(duk_context* ctx, duk_idx_t index) {
 duk_ret_t finalize(duk_context* ctx) {
     Runtime& runtime = Runtime::of(ctx);
     const auto found = runtime.lives.find(object_at(ctx, 0));
-    if (found != runtime.lives.end() && found->second.js_object == duk_get_heapptr(ctx, 0)) {
-        runtime.lives.erase(found);
+    if (found == runtime.lives.end() || found->second.js_object != duk_get_heapptr(ctx, 0))
+        return 0;
+    if (CallObserver* const observer = runtime.options.observer) {
+        try {
+            observer->life_ends(found->first);
+        } catch (const std::exception&) {
+            // Nobody is there to hear of it, and the object has to go all the same.
+        }
     }
+    runtime.lives.erase(found);
     return 0;
 }
 
@@ -43,10 +50,12 @@ duk_ret_t call_method(Runtime& runtime, duk_context* ctx, const char* method,
         throw ScriptError(DUK_ERR_TYPE_ERROR, function.name + " is called on no LIBXMLLife object");
     }
     const host::ObjectHandle& handle = found->second.handle;
-    return call_host(runtime, ctx, {&function, BoundFunction::none},
-                     [&](std::span<const host::Argument> arguments) {
-                         return runtime.host.call_method(handle, method, arguments);
-                     });
+    return call_host(
+        runtime, ctx, {&function, BoundFunction::none},
+        [&](std::span<const host::Argument> arguments) {
+            return runtime.host.call_method(handle, method, arguments);
+        },
+        handle.get());
 }
 
 duk_ret_t add_internal(Runtime& runtime, duk_context* ctx) {

@@ -19,6 +19,10 @@ namespace {
 
 duk_ret_t install(duk_context* ctx, void* data) {
     auto& runtime = *static_cast<Runtime*>(data);
+    duk_push_object(ctx);
+    duk_get_prototype(ctx, -1);
+    runtime.object_prototype = duk_get_heapptr(ctx, -1);
+    duk_pop_2(ctx);
     install_globals(runtime, ctx);
     install_modules(ctx);
     install_functions(runtime, ctx);

@@ -63,7 +63,9 @@ struct Runtime {
     std::vector<BoundFunction> functions;  // indexed by the magic number of the function object
     Scratch scratch;
     std::unordered_map<vt_object*, Life> lives;
-    std::optional<int> exit_code;  // set by exit(): from then on nothing runs any more
+    const void* object_prototype = nullptr;  // the prototype of what literals make
+    std::string program;                     // the file that runs, as it was named
+    std::optional<int> exit_code;            // set by exit(): from then on nothing runs any more
     duk_context* ctx = nullptr;
 };
 

@@ -1,8 +1,9 @@
 #include "script/strings.hpp"
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 
 #include "host/host.hpp"
 
@@ -10,32 +11,48 @@ namespace valtrosse::script {
 
 namespace {
 
-constexpr std::size_t smallest_scratch = 1024;         // units
-constexpr std::size_t largest_kept_scratch = 1 << 20;  // units
+constexpr std::size_t smallest_scratch = 1024;  // units
+constexpr std::size_t counted_from = 1 << 16;   // units
 
 constexpr char16_t replacement = 0xFFFD;
 
-/// The number of leading bytes that are ASCII, looked at eight at a time; may stop up to seven
+/// Widens the leading bytes that are ASCII, 16 at a time, and returns how many; may stop up to 15
 /// early.
-std::size_t ascii_run(const unsigned char* bytes, std::size_t count) {
+std::size_t widen_ascii(const unsigned char* bytes, std::size_t count, char16_t* out) {
+    const __m128i zero = _mm_setzero_si128();
     std::size_t done = 0;
-    for (; done + 8 <= count; done += 8) {
-        std::uint64_t word;
-        std::memcpy(&word, bytes + done, 8);
-        if ((word & 0x8080808080808080u) != 0) break;
+    for (; done + 16 <= count; done += 16) {
+        const __m128i chunk = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + done));
+        if (_mm_movemask_epi8(chunk) != 0) break;
+        auto* to = reinterpret_cast<__m128i*>(out + done);
+        _mm_storeu_si128(to, _mm_unpacklo_epi8(chunk, zero));
+        _mm_storeu_si128(to + 1, _mm_unpackhi_epi8(chunk, zero));
     }
     return done;
 }
 
-/// The same for units.
-std::size_t ascii_run(const char16_t* units, std::size_t count) {
+/// The other way.
+std::size_t narrow_ascii(const char16_t* units, std::size_t count, char* out) {
+    const __m128i above_ascii = _mm_set1_epi16(static_cast<short>(0xFF80));
     std::size_t done = 0;
-    for (; done + 4 <= count; done += 4) {
-        std::uint64_t word;
-        std::memcpy(&word, units + done, 8);
-        if ((word & 0xFF80FF80FF80FF80u) != 0) break;
+    for (; done + 16 <= count; done += 16) {
+        const auto* from = reinterpret_cast<const __m128i*>(units + done);
+        const __m128i low = _mm_loadu_si128(from);
+        const __m128i high = _mm_loadu_si128(from + 1);
+        const __m128i above = _mm_and_si128(_mm_or_si128(low, high), above_ascii);
+        if (_mm_movemask_epi8(_mm_cmpeq_epi16(above, _mm_setzero_si128())) != 0xFFFF) break;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done), _mm_packus_epi16(low, high));
     }
     return done;
+}
+
+/// Room for the engine's form of a text: three bytes a unit, which needs no look at the text, unless
+/// that would be much to reserve.
+std::size_t room_for(std::u16string_view units) {
+    if (units.size() <= counted_from) return 3 * units.size();
+    std::size_t size = units.size();
+    for (const char16_t unit : units) size += (unit >= 0x80 ? 1u : 0u) + (unit >= 0x800 ? 1u : 0u);
+    return size;
 }
 
 bool is_continuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
@@ -78,8 +95,7 @@ char16_t* decode_units(std::string_view bytes, char16_t* out) {
     const auto* p = reinterpret_cast<const unsigned char*>(bytes.data());
     std::size_t left = bytes.size();
     while (left != 0) {
-        const std::size_t run = ascii_run(p, left);
-        for (std::size_t i = 0; i < run; ++i) out[i] = p[i];
+        const std::size_t run = widen_ascii(p, left, out);
         out += run;
         p += run;
         left -= run;
@@ -104,8 +120,7 @@ char* encode_units(std::u16string_view units, char* out) {
     const char16_t* p = units.data();
     std::size_t left = units.size();
     while (left != 0) {
-        const std::size_t run = ascii_run(p, left);
-        for (std::size_t i = 0; i < run; ++i) out[i] = static_cast<char>(p[i]);
+        const std::size_t run = narrow_ascii(p, left, out);
         out += run;
         p += run;
         left -= run;
@@ -127,13 +142,11 @@ char* encode_units(std::u16string_view units, char* out) {
     return out;
 }
 
-std::string from_units(std::u16string_view units) {
-    std::size_t size = units.size();
-    for (const char16_t unit : units) size += (unit >= 0x80 ? 1u : 0u) + (unit >= 0x800 ? 1u : 0u);
-    std::string bytes(size, '\0');
-    encode_units(units, bytes.data());
-    return bytes;
-}
+EngineText::EngineText(std::u16string_view units)
+    : bytes(std::make_unique_for_overwrite<char[]>(room_for(units))),
+      size(static_cast<std::size_t>(encode_units(units, bytes.get()) - bytes.get())) {}
+
+std::string from_units(std::u16string_view units) { return std::string(EngineText(units).view()); }
 
 std::string from_utf8(std::string_view utf8) { return from_units(host::to_units(utf8)); }
 
@@ -152,8 +165,7 @@ char16_t* Scratch::room(std::size_t units) {
     return units_.get();
 }
 
-void Scratch::trim() {
-    if (capacity_ <= largest_kept_scratch) return;
+void Scratch::give_back() {
     units_.reset();
     capacity_ = 0;
 }

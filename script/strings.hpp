@@ -19,6 +19,15 @@ char16_t* decode_units(std::string_view bytes, char16_t* out);
 /// Writes the engine's form of the text and returns the end; `out` has room for 3 bytes per unit.
 char* encode_units(std::u16string_view units, char* out);
 
+/// The engine's form of 16-bit text, in memory of its own.
+struct EngineText {
+    explicit EngineText(std::u16string_view units);
+    std::string_view view() const { return {bytes.get(), size}; }
+
+    std::unique_ptr<char[]> bytes;
+    std::size_t size;
+};
+
 /// The engine's form of 16-bit text.
 std::string from_units(std::u16string_view units);
 /// The engine's form of UTF-8; malformed bytes become U+FFFD.
@@ -32,9 +41,14 @@ public:
     /// Room for that many units; never null.
     char16_t* room(std::size_t units);
     /// Gives a large buffer back to the system.
-    void trim();
+    void trim() {
+        if (capacity_ > largest_kept) give_back();
+    }
 
 private:
+    static constexpr std::size_t largest_kept = 1 << 20;  // units
+    void give_back();
+
     std::unique_ptr<char16_t[]> units_;
     std::size_t capacity_ = 0;
 };

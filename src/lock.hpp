@@ -1,4 +1,5 @@
-// The lock on what the library shares between threads: last messages, known documents, held trees.
+// The lock on what the library shares between threads: last messages, known documents, held trees,
+// capture files.
 #pragma once
 
 #include <libxml/threads.h>

@@ -64,6 +64,68 @@ if [[ -e $checked ]]; then
 fi
 expect "no checks in the plain library" 2 err "does not check handles" run --checked -e 1
 
+# ---- Leaks ----
+
+cat >keeper.js <<'SCRIPT'
+exports.keep = function (doc) {
+    return xmlDOMDocCreateNode({data: 'lost', type: 1, doc: doc});
+};
+SCRIPT
+cat >leaky.js <<'SCRIPT'
+var keep = require('./keeper').keep;
+var doc = xmlDOMDocLoadXMLString('<a><b/></a>', 0);
+keep(doc);
+LIBXMLLife.new().addInternal(keep(doc));
+var life = LIBXMLLife.new().addInternal(xmlDOMDocCreateDoc('1.0'));
+if (args[0] === 'clean') { xmlDOMDocFreeDoc(doc); life.addInternal(keep(doc)); }
+exit(Number(args[1]));
+SCRIPT
+expect "leaks" 3 err "vtdom: 2 handles were neither freed nor linked" run --leaks leaky.js leaky 0
+grep -qE '^  document <a> \([0-9]+\) from xmlDOMDocLoadXMLString at leaky.js:2$' err ||
+    fail "leaks: the document is missing"
+grep -qE '^  element <lost> \(.* from xmlDOMDocCreateNode at keeper.js:2, called from leaky.js:3$' err ||
+    fail "leaks: the place of the script is missing"
+expect "leaks of a script that fails" 7 err "2 handles" run --leaks leaky.js leaky 7
+# The object lets go of its document, which nobody frees, for a node that it holds to the end.
+expect "leak after a second addInternal" 3 err "document without an element" \
+    run --leaks leaky.js clean 0
+[[ $(wc -l <err) == 3 ]] || fail "leak after a second addInternal: more is reported"
+expect "no leaks" 0 out "done" run --leaks -e \
+    'var life = LIBXMLLife.new().addInternal(xmlDOMDocCreateDoc("1")); print("done")'
+[[ ! -s err ]] || fail "no leaks: something is reported"
+
+# ---- Trace, profile, network ----
+
+cat >calls.js <<'SCRIPT'
+print('first');
+var doc = xmlDOMDocLoadXMLString({keepBlanks: 0, string: '<a>"\n' + Array(99).join('x') + '</a>'});
+xmlDOMNodeGetRelative(doc, 0);
+xmlUTF8Encode('\u00e9');
+try { xmlDOMNodeGetRelative({node: doc}); } catch (e) {}
+LIBXMLLife.new().addInternal(doc);
+SCRIPT
+# Times, handles and addresses differ from run to run.
+show_calls() {
+    run "$@" 2>&1 | sed -E 's/^ *[0-9.]+ (ns|µs|ms) /TIME/; s/[0-9]{6,}/N/g; s/@[0-9a-f]+/@N/g'
+}
+show_calls --trace calls.js >out
+diff - out >err <<EXPECTED || fail "trace"
+first
+TIME xmlDOMDocLoadXMLString(string: "<a>\\"\\n$(printf 'x%.0s' {1..35})…" (107 characters), keepBlanks: 0) = N
+TIME xmlDOMNodeGetRelative(node: N, relative: 0) = no value
+TIME xmlUTF8Encode(string: "é") = 2 bytes
+TIME xmlDOMNodeGetRelative(node: N, relative: (not supplied)) failed: parameter relative of xmlDOMNodeGetRelative is not supplied (41)
+TIME LIBXMLLife.new() = LIBXMLLife@N
+TIME LIBXMLLife@N.addInternal(internal: N) = LIBXMLLife@N
+          LIBXMLLife@N ends
+EXPECTED
+expect "profile" 0 err "6 calls in " run --profile --leaks calls.js
+grep -qE '^xmlDOMNodeGetRelative +2 .* (ns|µs|ms) +[0-9.]+ %' err || fail "profile: a row is missing"
+awk '/ %/ { share += $(NF - ($NF !~ /%/) - 1) } END { exit share < 99 || share > 101 }' err ||
+    fail "profile: the shares do not add up"
+expect "no network" 0 out "Attempt to load network entity" run --no-network -e \
+    'xmlDOMDocLoadXMLFile("http://127.0.0.1:9/", 0); print(xmlDOMDocGetLastMsg(0))'
+
 expect "missing script" 2 err "absent.js" run absent.js
 one_line "missing script"
 expect "missing plugin" 2 err "absent.so" "$vtdom" --plugin ./absent.so -e 1

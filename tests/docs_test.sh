@@ -1,14 +1,16 @@
 #!/bin/bash
-# The reference of the functions against the library: every function with its parameters described
-# once, nothing else named, every example run.
-#   docs_test.sh VTDOM PLUGIN FUNCTIONS.MD
+# The links of the documentation; and the reference of the functions against the library: every
+# function with its parameters described once, nothing else named, every example run.
+#   docs_test.sh VTDOM PLUGIN SOURCE_DIR
 set -euo pipefail
 
 vtdom=$1
 plugin=$2
+find "$3" -path "$3/build" -prune -o -name '*.md' -print0 | xargs -0 perl "$3/docs/markdown.pl" check
+
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-cp "$3" "$scratch/functions.md"
+cp "$3/docs/functions.md" "$scratch"
 cd "$scratch"
 
 cat >check.js <<'SCRIPT'

@@ -1,6 +1,8 @@
 // The library's face towards a host that loads it: the dispatcher and the entry points behind it.
 #include "plugin/entry.hpp"
 
+#include <libxml/parser.h>
+
 #include "plugin/tables.hpp"
 
 using namespace valtrosse;
@@ -20,6 +22,10 @@ constinit const std::array<char16_t, 10> digits = {u'0', u'1', u'2', u'3', u'4',
                                                    u'5', u'6', u'7', u'8', u'9'};
 
 namespace {
+
+/// libxml2 sets itself up at its first use, and not safely when that happens in two threads at once. So
+/// it is done when the library is loaded.
+[[gnu::constructor]] void set_up_libxml2() { xmlInitParser(); }
 
 constexpr std::uint32_t version_units = 8;  // 1.00.001
 

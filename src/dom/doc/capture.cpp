@@ -5,8 +5,9 @@
 #include <libxml/xmlerror.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <utility>
+
+#include "lock.hpp"
 
 namespace valtrosse {
 namespace {
@@ -19,29 +20,42 @@ constexpr long max_report = report_buffer_size - 2;
 class FilePool {
 public:
     std::FILE* take() {
-        const bool mine = owner_.load() == getpid();
-        for (auto& slot : files_)
-            if (std::FILE* file = slot.exchange(nullptr)) {
-                if (mine) return file;
-                std::fclose(file);
-            }
+        bool mine = false;
+        while (std::FILE* file = pop(mine)) {
+            if (mine) return file;
+            std::fclose(file);
+        }
         std::FILE* file = std::tmpfile();
         if (file) fcntl(fileno(file), F_SETFD, FD_CLOEXEC);
         return file;
     }
 
     void put(std::FILE* file) {
-        owner_.store(getpid());
-        for (auto& slot : files_) {
-            std::FILE* empty = nullptr;
-            if (slot.compare_exchange_strong(empty, file)) return;
-        }
-        std::fclose(file);
+        if (!push(file)) std::fclose(file);
     }
 
 private:
-    std::atomic<std::FILE*> files_[4] = {};
-    std::atomic<pid_t> owner_ = 0;
+    std::FILE* pop(bool& mine) {
+        SharedStateLock lock;
+        mine = owner_ == getpid();
+        for (auto& slot : files_)
+            if (slot) return std::exchange(slot, nullptr);
+        return nullptr;
+    }
+
+    bool push(std::FILE* file) {
+        SharedStateLock lock;
+        owner_ = getpid();
+        for (auto& slot : files_)
+            if (!slot) {
+                slot = file;
+                return true;
+            }
+        return false;
+    }
+
+    std::FILE* files_[4] = {};
+    pid_t owner_ = 0;
 };
 
 constinit FilePool pool;

@@ -1,0 +1,59 @@
+#include "bench/call_cases.hpp"
+
+namespace valtrosse::bench {
+
+namespace {
+
+/// <list><item n='1'>some text</item><item/></list>, and a list of one text of 10,000 bytes.
+struct Nodes {
+    std::uint32_t item, empty_item, text, long_text, leaf;
+
+    Nodes() {
+        host::Host& host = shared_host();
+        const auto load = [&](const std::u16string& xml) {
+            const auto doc = host.call("xmlDOMDocLoadXMLString", {xml, 1});
+            return host.call("xmlDOMDocGetRootNode", {doc}).handle();
+        };
+        const auto child = [&](std::uint32_t node) {
+            return host.call("xmlDOMNodeGetRelative", {node, 3}).handle();
+        };
+        item = child(load(u"<list><item n='1'>some text</item><item/></list>"));
+        text = child(item);
+        empty_item = host.call("xmlDOMNodeGetRelative", {item, 1}).handle();
+        long_text = child(load(u"<list>" + std::u16string(10000, u'x') + u"</list>"));
+        const auto doc = host.call("xmlDOMNodeGetOwnerDoc", {item});
+        leaf = host.call("xmlDOMDocCreateNode", {doc, 1, u"leaf"}).handle();
+    }
+};
+
+}  // namespace
+
+const std::vector<CallCase>& call_cases() {
+    static const Nodes nodes;
+    static const std::vector<CallCase> cases = {
+        {"GetRelative",
+         [](const Functions& f) {
+             call(f.relative, {nodes.item, 1});
+         }},
+        {"GetType", [](const Functions& f) { call(f.type, {nodes.item}); }},
+        {"GetName", [](const Functions& f) { call(f.name, {nodes.item}); }},
+        {"GetValue of 9 bytes", [](const Functions& f) { call(f.value, {nodes.text}); }},
+        {"GetValue of 10 kB", [](const Functions& f) { call(f.value, {nodes.long_text}); }},
+        {"GetAttribute",
+         [](const Functions& f) {
+             call(f.attribute, {nodes.item, u"n"});
+         }},
+        {"AddChild of a leaf, to and fro",
+         [](const Functions& f) {
+             call(f.add_child, {0, nodes.item, nodes.leaf});
+             call(f.add_child, {0, nodes.empty_item, nodes.leaf});
+         }},
+        {"SelectNodes of one node",
+         [](const Functions& f) {
+             call(f.select, {nodes.item, u"following-sibling::item"});
+         }},
+    };
+    return cases;
+}
+
+}  // namespace valtrosse::bench

@@ -1,0 +1,44 @@
+// Pairs of benchmarks, each with what it is measured against, and their table and picture.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace valtrosse::bench {
+
+using Job = std::function<void(benchmark::State&)>;
+
+/// Registers the benchmarks "group/name" and "group/name:floor". The table shows the time of the first
+/// as a ratio of the second's, which is to be at most `target` (0: no target). What the floor is, the
+/// table says in the words of `against`.
+void compare(const std::string& group, const std::string& name, double target, Job job, Job floor,
+             const std::string& against);
+
+/// Registers comparisons before main() starts.
+struct Registration {
+    explicit Registration(void (*add)()) { add(); }
+};
+
+/// Google Benchmark's console output, and the medians of all repetitions for the table.
+class Report : public benchmark::ConsoleReporter {
+public:
+    Report() : ConsoleReporter(OO_None) {}
+    void ReportRuns(const std::vector<Run>& runs) override;
+
+    /// Prints every comparison of which both sides ran, as a Markdown table.
+    void print_table(std::ostream& out) const;
+    /// Draws the ratios as bars on a logarithmic scale, with their targets.
+    void draw(std::ostream& out) const;
+
+private:
+    std::optional<double> median(const std::string& name) const;
+
+    std::map<std::string, std::vector<double>> nanoseconds_;
+};
+
+}  // namespace valtrosse::bench

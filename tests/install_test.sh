@@ -1,0 +1,68 @@
+#!/bin/bash
+# An installation used from outside: the script runner with its man page and completion, and a
+# program that embeds the host, built with CMake and with pkg-config.
+#   install_test.sh BUILD_DIR            installs into a scratch folder
+#   install_test.sh --installed PREFIX   uses what is there, such as a package's /usr
+set -euo pipefail
+
+here=$(cd "$(dirname "$0")" && pwd)
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+if [[ $1 == --installed ]]; then
+    prefix=$2
+else
+    prefix=$scratch/a\ prefix
+    cmake --install "$1" --prefix "$prefix" >/dev/null
+fi
+cd "$scratch"
+lib=$prefix/lib/i386-linux-gnu
+[[ -d $lib/valtrosse ]] || lib=$prefix/lib
+vtdom=$prefix/bin/vtdom
+unset VALTROSSE_PLUGIN
+
+# same TITLE WANTED GOT
+same() {
+    if [[ $2 != "$3" ]]; then
+        printf 'FAILED: %s\n  wanted  %s\n  got     %s\n' "$1" "$2" "$3"
+        exit 1
+    fi
+}
+
+# ---- The script runner ---------------------------------------------------------------------------
+
+same "the library" "library 1.00.001 ($lib/valtrosse/libvaltrosse-dom.so)" \
+    "$("$vtdom" --version | head -1)"
+grep -q '^### xmlDOMDocGetRootNode' "$prefix/share/valtrosse/functions.md"
+
+options=$("$vtdom" --help | grep -oE '^  -[^ ]+' | tr -d ' ' | tr , '\n')
+manual=$(zcat -f "$prefix"/share/man/man1/vtdom.1* | tr -d '\\')
+for option in $options; do
+    grep -qE -- "^\.B.*[ \"]$option( |\"|$)" <<<"$manual" || same "the man page" "$option" "nothing"
+done
+# shellcheck source=/dev/null
+. "$prefix/share/bash-completion/completions/vtdom"
+mkdir words
+touch words/script.js words/data.xml
+# complete WORD...: what bash offers for the last of the words after vtdom.
+complete_words() {
+    COMP_WORDS=("$vtdom" "$@") COMP_CWORD=$#
+    _vtdom "$vtdom"
+    echo "${COMPREPLY[*]:-}"
+}
+same "completion of an option" --functions "$(complete_words --plugin lib.so --fu)"
+same "completion of a script" words/script.js "$(complete_words words/)"
+same "completion of a script's argument" "" "$(complete_words script.js --fu)"
+
+# ---- Programs that embed the host ----------------------------------------------------------------
+
+CXXFLAGS=-m32 cmake -S "$here/consumer" -B by-cmake "-DCMAKE_PREFIX_PATH=$prefix" \
+    --log-level=WARNING >/dev/null
+cmake --build by-cmake >/dev/null
+same "a program built with CMake" keemun "$(by-cmake/consumer)"
+
+export PKG_CONFIG_PATH=$lib/pkgconfig
+eval "flags=($(pkg-config --cflags --libs valtrosse-host))"
+plugin=$(pkg-config --variable=plugin valtrosse-dom)
+"${CXX:-c++}" -m32 -std=c++20 "-DPLUGIN=\"${plugin//\\/}\"" "$here/consumer/consumer.cpp" \
+    "${flags[@]}" -o by-pkg-config
+same "a program built with pkg-config" keemun "$(./by-pkg-config)"

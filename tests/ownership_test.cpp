@@ -1,0 +1,198 @@
+// What a script owns, as learnt from its calls, against libxml2's own account of what is alive.
+#include "cli/ownership.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <libxml/tree.h>
+
+#include <cstdlib>
+#include <set>
+#include <sstream>
+
+#include "cli/leaks.hpp"
+#include "fixture.hpp"
+#include "script/engine.hpp"
+
+namespace valtrosse::cli {
+namespace {
+
+std::set<xmlNode*> alive;  // every document, DTD, node and attribute
+
+/// Lets libxml2 tell what it makes and frees, for as long as the object lives.
+struct Account {
+    Account() {
+        alive.clear();
+        xmlRegisterNodeDefault([](xmlNode* node) { alive.insert(node); });
+        xmlDeregisterNodeDefault([](xmlNode* node) { alive.erase(node); });
+    }
+    ~Account() {
+        xmlRegisterNodeDefault(nullptr);
+        xmlDeregisterNodeDefault(nullptr);
+    }
+    /// What hangs nowhere, so that nobody but the script can free it.
+    static std::set<Handle> roots() {
+        std::set<Handle> found;
+        for (xmlNode* node : alive) {
+            if (!node->parent) found.insert(host::handle_of(node));
+        }
+        return found;
+    }
+};
+
+class OwnershipOf : public testing::Test {
+protected:
+    int run(const std::string& source) {
+        script::Engine engine(host,
+                              {.out = &out, .err = &out, .args = args, .observer = &observed});
+        return engine.run_code(source, "owner.js");
+    }
+
+    std::set<Handle> owned_nodes() {
+        std::set<Handle> found;
+        for (const auto& [tree, origin] : observed.owned()) {
+            if (type_of(host, tree) != NodeType::notation) found.insert(tree);
+        }
+        return found;
+    }
+
+    void free_owned() {
+        std::string list;
+        for (const auto& [tree, origin] : observed.owned()) list += std::to_string(tree) + ',';
+        run('[' + list + "].forEach(xmlDOMNodeFreeNode)");
+    }
+
+    Account account;
+    host::Host host{host::plugin_path()};
+    Ownership observed{host};
+    std::ostringstream out;
+    std::vector<std::string> args;
+};
+
+// The script keeps to the rules and remembers what it may touch, but frees only some of it.
+constexpr const char* wander = R"js(
+var seed = Number(args[0]);
+function random(n) { seed = (seed * 1103515245 + 12345) % 2147483648; return (seed >> 8) % n; }
+function pick(list) { return list[random(list.length)]; }
+function remove(list, item) { list.splice(list.indexOf(item), 1); }
+var docs = [], roots = [], lives = [];
+function newDoc() {
+    docs.push(random(3) ? xmlDOMDocLoadXMLString('<!DOCTYPE r [<!NOTATION n SYSTEM "v">' +
+        '<!ENTITY e "x">]><r a="1"><b c="2">text &e; more</b><?p i?><d/></r>', 0)
+        : xmlHTMLDocLoadString('<p class="x">one<p>two', 0));
+}
+newDoc();
+function inner(doc) {   // a node inside a document, never the root
+    var root = xmlDOMDocGetRootNode(doc);
+    var list = root && xmlDOMNodeSelectNodes(root, './/node()|.//*/@*');
+    var all = list && list.substr(1).match(/.{8}/g);
+    return all && parseInt(pick(all), 16);
+}
+var steps = [
+    function () { if (docs.length < 5) newDoc(); },
+    function () { roots.push(xmlDOMDocCreateNode(pick(docs), pick([1, 2, 3, 4, 5, 7, 8, 11]), 'n')); },
+    function () { roots.push(xmlDOMDocCreateNodeNS(pick(docs), 1 + random(2), 'p:q', 'urn:p')); },
+    function () { roots.push(xmlDOMNodeCloneNode(inner(pick(docs)) || docs[0], 1)); },
+    function () { docs.length < 5 && docs.push(xmlDOMNodeCloneNode(pick(docs), random(2))); },
+    function () { xmlDOMDocCreateDoctype('t'); xmlDOMDocGetNotations(pick(docs)); },
+    function () {
+        var node = inner(pick(docs));
+        if (node && xmlDOMNodeUnlinkNode(node) === node) roots.push(node);
+    },
+    function () {
+        var element = xmlDOMDocGetRootNode(pick(docs)), node = pick(roots);
+        if (!element || !node) return;
+        if (xmlDOMNodeGetType(node) === 2) {
+            var old = xmlDOMElementSetAttributeNode({newnode: node, node: element});
+            remove(roots, node);
+            if (old !== node) roots.push(old);
+        } else if (xmlDOMNodeAddChild(0, element, node) !== undefined) remove(roots, node);
+    },
+    function () {
+        var node = pick(roots), place = inner(pick(docs));
+        if (node && place && xmlDOMNodeReplaceNode(place, node) === place) {
+            remove(roots, node);
+            roots.push(place);
+        }
+    },
+    function () {
+        var node = pick(roots);
+        if (node && xmlDOMNodeFreeNode(node) === 0) remove(roots, node);
+    },
+    function () {
+        if (docs.length < 2) return;
+        var doc = pick(docs);
+        remove(docs, doc);
+        xmlDOMDocFreeDoc(doc);
+    },
+    function () { lives.push({life: LIBXMLLife.new(), holds: 0}); },
+    function () {
+        var entry = pick(lives);
+        if (entry) entry.life.addInternal(entry.holds = inner(pick(docs)) || docs[0]);
+    },
+    function () { if (lives.length) pick(lives).life.removeInternal(); },
+    function () {   // an object ends, perhaps with what hangs nowhere by now
+        var entry = lives.shift();
+        if (!entry) return;
+        if (roots.indexOf(entry.holds) >= 0) remove(roots, entry.holds);
+        if (docs.indexOf(entry.holds) >= 0) remove(docs, entry.holds);
+        if (!docs.length) newDoc();
+    },
+    function () {   // an object that ends at once takes a root along
+        var node = pick(roots);
+        if (!node) return;
+        remove(roots, node);
+        LIBXMLLife.new().addInternal(node);
+    }
+];
+for (var step = 0; step < args[1]; ++step) pick(steps)();
+var left = LIBXMLLife.new().addInternal(docs.pop());
+)js";
+
+TEST_F(OwnershipOf, random_scripts_is_what_libxml2_says_hangs_nowhere) {
+    const bool quick = host::under_valgrind();
+    for (int seed = 1; seed <= (quick ? 3 : 40); ++seed) {
+        args = {std::to_string(seed), quick ? "100" : "400"};
+        ASSERT_EQ(run(wander), 0) << "seed " << seed << ": " << out.str();
+        ASSERT_EQ(owned_nodes(), Account::roots()) << "seed " << seed;
+        ASSERT_FALSE(observed.owned().empty());
+        free_owned();
+        ASSERT_EQ(Account::roots(), std::set<Handle>()) << "seed " << seed;
+    }
+}
+
+TEST_F(OwnershipOf, trees_that_others_take_along_is_noticed) {
+    ASSERT_EQ(run(R"js(
+        // A holder whose tree went with its document does not hold what comes to lie there.
+        var doc = xmlDOMDocLoadXMLString('<a><b/></a>', 0);
+        var b = xmlDOMNodeGetRelative(xmlDOMDocGetRootNode(doc), 3);
+        var stale = LIBXMLLife.new().addInternal(b);
+        xmlDOMDocFreeDoc(doc);
+        for (var k = 0; k < 20; ++k) xmlDOMDocCreateNode(1, 1, 'b');
+        // Merged text, a namespace declaration, a DTD that finds a document.
+        doc = xmlDOMDocLoadXMLString('<a>one</a>', 0);
+        xmlDOMNodeAddChild(0, xmlDOMDocGetRootNode(doc), xmlDOMDocCreateNode(doc, 3, ' two'));
+        var xmlns = xmlDOMDocCreateNodeNS(doc, 2, 'xmlns:p', 'http://www.w3.org/2000/xmlns/');
+        xmlDOMNodeAddChild(0, xmlns, xmlDOMDocCreateNode(doc, 3, 'urn:p'));
+        xmlDOMElementSetAttributeNodeNS(xmlDOMDocGetRootNode(doc), xmlns);
+        xmlDOMDocSetExternalDtd(doc, xmlDOMDocCreateDoctype('a'));
+        xmlDOMDocFreeDoc(doc);
+        // Two objects hold one tree; the first that ends frees it.
+        doc = xmlDOMDocCreateDoc('1.0');
+        stale = LIBXMLLife.new().addInternal(doc);
+        LIBXMLLife.new().addInternal(doc);
+    )js"),
+              0)
+        << out.str();
+    std::ostringstream report;
+    EXPECT_EQ(report_leaks(report, host, observed), 21u);
+    EXPECT_THAT(report.str(), testing::ContainsRegex("21 handles were neither freed nor linked\n"
+                                                     "  element <b> .[0-9]+ and 19 more. from "
+                                                     "xmlDOMDocCreateNode at owner.js:7\n"
+                                                     "  attribute xmlns:p=\"urn:p\" .[0-9]+. from "
+                                                     "xmlDOMDocCreateNodeNS at owner.js:11\n$"));
+    EXPECT_EQ(owned_nodes(), Account::roots());
+    free_owned();
+}
+
+}  // namespace
+}  // namespace valtrosse::cli

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
+#include <libxslt/xsltutils.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -67,6 +68,23 @@ public:
 
 private:
     std::string path_;
+};
+
+/// Puts back what a transformation sets for all later parses, and drops what libxslt reports.
+struct ParserDefaults {
+    ParserDefaults() {
+        struct Nobody {
+            static void hears(void*, const char*, ...) {}
+        };
+        xsltSetGenericErrorFunc(nullptr, Nobody::hears);
+    }
+    ~ParserDefaults() {
+        xsltSetGenericErrorFunc(nullptr, nullptr);
+        xmlSubstituteEntitiesDefault(substitute);
+        xmlLoadExtDtdDefaultValue = load;
+    }
+    int substitute = xmlSubstituteEntitiesDefaultValue;
+    int load = xmlLoadExtDtdDefaultValue;
 };
 
 /// A host for each test. Documents that load() made and free() did not free go at its end; then no

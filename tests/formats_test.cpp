@@ -42,23 +42,6 @@ bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-/// Puts back what a transformation sets for all later parses, and drops what libxslt reports.
-struct ParserDefaults {
-    ParserDefaults() {
-        struct Nobody {
-            static void hears(void*, const char*, ...) {}
-        };
-        xsltSetGenericErrorFunc(nullptr, Nobody::hears);
-    }
-    ~ParserDefaults() {
-        xsltSetGenericErrorFunc(nullptr, nullptr);
-        xmlSubstituteEntitiesDefault(substitute);
-        xmlLoadExtDtdDefaultValue = load;
-    }
-    int substitute = xmlSubstituteEntitiesDefaultValue;
-    int load = xmlLoadExtDtdDefaultValue;
-};
-
 TEST_F(Formats, html_is_repaired_and_says_so) {
     const std::string page = "<title>T</title>\n<p>one<p>two</b>";
     const TempFile file("page.html", page);

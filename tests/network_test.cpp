@@ -36,6 +36,7 @@ private:
 };
 
 TEST(Network, is_not_used_for_documents_dtds_entities_catalogues_stylesheets_and_results) {
+    const ParserDefaults defaults;
     cli::forbid_network();
     silence_libxml2();
     const Listener listener;

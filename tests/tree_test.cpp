@@ -228,6 +228,8 @@ TEST_F(Tree, references_lead_no_walk_into_declarations) {
     EXPECT_EQ(select(comment, "following::s|following::none").size(), 1U);
     EXPECT_EQ(select(find(a, "/r/s"), "preceding::comment()|preceding::none").size(), 1U);
     free_node(unlink(comment));
+    for (const char* none : {"descendant::node()", "child::node()", ".//*"})
+        EXPECT_EQ(select(declared, none).size(), 0U) << none;
     EXPECT_EQ(get("xmlDOMNodeGetType", first_child(declared)), 6U);
     const Handle copy = clone(find(a, "/r"));
     EXPECT_EQ(append(find(b, "/q"), unlink(declared)), declared);

@@ -143,12 +143,13 @@ bool may_go_through_document(std::string_view expression) {
     return false;
 }
 
-/// Cuts the entity references of a document off from their declarations. libxml2's axes following and
-/// preceding walk through a reference into the DTD, and from its end to the root element again, without
-/// end. Null: nothing to do.
+/// Cuts entity references off from their declarations: the context node, if it is one, whose axes child
+/// and descendant would go through the DTD and out of it; and those of a document, null for none, as
+/// libxml2's axes following and preceding walk through a reference into the DTD, and from its end to
+/// the root element again, without end.
 class ClosedReferences {
 public:
-    explicit ClosedReferences(xmlDoc* doc) : doc_(doc) {
+    ClosedReferences(xmlNode* context, xmlDoc* doc) : context_(context), doc_(doc) {
         for_references([](xmlNode* reference) {
             if (!reference->children || !is_declaration(reference->children)) return;
             reference->psvi = std::exchange(reference->children, nullptr);
@@ -168,6 +169,7 @@ public:
 private:
     template <typename Visit>
     void for_references(Visit visit) {
+        if (context_->type == XML_ENTITY_REF_NODE) visit(context_);
         if (!doc_ || (!doc_->intSubset && !doc_->extSubset)) return;
         for (xmlNode* part :
              {reinterpret_cast<xmlNode*>(doc_), reinterpret_cast<xmlNode*>(doc_->extSubset)})
@@ -177,6 +179,7 @@ private:
                 });
     }
 
+    xmlNode* context_;
     xmlDoc* doc_;
 };
 
@@ -191,7 +194,8 @@ Result select_nodes(Call& call, xmlNode* node, HostText string) {
     clear_stale_docs(node);
     const Surroundings around(node);
     const std::string_view text(expression.c_str(), expression.length());
-    const ClosedReferences closed(may_go_through_document(text) ? around.document() : nullptr);
+    const ClosedReferences closed(node,
+                                  may_go_through_document(text) ? around.document() : nullptr);
     const XmlOwned<xmlXPathContext> context(xmlXPathNewContext(around.document()));
     if (!context) return no_value;
     context->node = node;

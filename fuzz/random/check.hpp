@@ -1,0 +1,35 @@
+// The real trees against the model's, and a document against what comes back from its text.
+#pragma once
+
+#include <libxml/tree.h>
+
+#include <stdexcept>
+#include <string>
+
+#include "fuzz/random/tree.hpp"
+
+namespace valtrosse::random {
+
+/// What is not as the model has it.
+struct Mismatch : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+inline xmlNode* real_node(Handle handle) { return reinterpret_cast<xmlNode*>(handle); }
+inline Handle handle_of(const void* object) {
+    return static_cast<Handle>(reinterpret_cast<std::uintptr_t>(object));
+}
+
+/// Gives the nodes of a new tree of the model the handles of the real one. Throws Mismatch.
+void bind(Forest& forest, Node* node, Handle handle);
+
+/// Compares every live tree, with all links both ways, namespaces, owners and IDs. Throws Mismatch.
+void check_trees(const Forest& forest);
+
+/// Whether the text of a document, parsed, must be the same tree.
+bool can_round_trip(const Forest& forest, Node* document);
+/// Parses the text, or the file at this path, and compares. Throws Mismatch.
+void check_round_trip(const Forest& forest, Node* document, const std::string& source,
+                      bool is_file);
+
+}  // namespace valtrosse::random

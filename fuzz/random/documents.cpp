@@ -1,0 +1,317 @@
+// What the functions on documents and DTDs are to give.
+#include <libxml/encoding.h>
+#include <libxml/parser.h>
+
+#include <algorithm>
+#include <set>
+
+#include "fuzz/random/check.hpp"
+#include "fuzz/random/oracle.hpp"
+#include "fuzz/random/session.hpp"
+
+namespace valtrosse::random {
+
+namespace {
+
+bool belongs_to_document(const Node* dtd) { return dtd->parent || dtd->external; }
+
+/// A message as it comes back: U+FFFD where something cannot cross.
+std::u16string message_text(const std::string& bytes) {
+    if (bytes.size() > 4998) return {};
+    std::u16string units;
+    return decode_bytes(bytes, units) == 0 ? units : host::to_units(bytes);
+}
+
+}  // namespace
+
+// ---- Documents ----------------------------------------------------------------------------------
+
+Expected Session::load(const Args& args, bool html, bool is_file) {
+    if (args.integers[1] > 1) return none();
+    Parsed parsed =
+        parse(args.texts[0], html ? Syntax::html : Syntax::xml, is_file, args.integers[1] == 1);
+    if (!parsed.doc) {
+        if (!parsed.message.empty()) messages_[0] = message_text(parsed.message);
+        return none();
+    }
+    Expected expected = created(to_model(forest_, step_, parsed.doc.get()));
+    const auto name_owner = [](Node* root, Handle handle) {
+        for_subtree(root, [handle](Node* node) { node->owner = handle; });
+    };
+    expected.then = [this, document = expected.node, message = parsed.message, name_owner] {
+        name_owner(document, document->handle);
+        if (document->external_subset) name_owner(document->external_subset, document->handle);
+        if (!message.empty()) messages_[document->handle] = message_text(message);
+    };
+    return expected;
+}
+
+Expected Session::create_doc(const Args& args) {
+    Expected expected = created(forest_.make(step_, XML_DOCUMENT_NODE));
+    expected.node->version = args.texts[0];
+    expected.then = [document = expected.node] { document->owner = document->handle; };
+    return expected;
+}
+
+Expected Session::root_node(const Args& args) {
+    if (!args.nodes[0]->is_document()) return none();
+    for (Node* child : args.nodes[0]->children)
+        if (child->is_element()) return node_or_none(child);
+    return none();
+}
+
+Expected Session::free_doc(const Args& args) {
+    if (!args.nodes[0]->is_document()) return none();
+    end_tree(args.nodes[0]);
+    return integer(0);
+}
+
+Expected Session::keep_blanks_default(const Args& args) {
+    return args.integers[0] > 1 ? none() : integer(0);
+}
+
+Expected Session::element_by_id(const Args& args) {
+    Node* const document = args.nodes[0];
+    if (!document->is_document() || !document->internal_subset) return none();
+    Node* found = nullptr;
+    for_subtree(document, [&](Node* node) {
+        if (found || !node->is_element()) return;
+        for (const Node* attr : node->attributes) {
+            const auto first =
+                std::find_if(node->attributes.begin(), node->attributes.end(),
+                             [&](const Node* other) { return other->name == attr->name; });
+            if (forest_.is_declared_id(document, node, attr, true) &&
+                forest_.attribute_value(*first) == args.texts[1])
+                found = node;
+        }
+    });
+    return node_or_none(found);
+}
+
+// ---- Files --------------------------------------------------------------------------------------
+
+bool Session::can_write(const std::string& path) const {
+    return std::filesystem::is_directory(std::filesystem::path(path).parent_path());
+}
+
+namespace {
+
+/// Also those of names, which cannot be references.
+bool keeps_all_characters(const std::string& encoding) {
+    return encoding == "UTF-8" || encoding == "ISO-8859-1";
+}
+
+}  // namespace
+
+void Session::read_back(Node* document, const std::string& path) {
+    if (!can_round_trip(forest_, document)) return;
+    if (coverage_) ++coverage_->round_trips;
+    check_round_trip(forest_, document, path, true);
+}
+
+Expected Session::save_xml(const Args& args) {
+    Node* const document = args.nodes[0];
+    if (document->type != XML_DOCUMENT_NODE) return none();
+    if (document->encoding && !xmlFindCharEncodingHandler(document->encoding->c_str()))
+        return none();
+    if (!can_write(args.texts[1])) return none();
+    Expected expected = node_or_none(document);
+    if (keeps_all_characters(document->encoding.value_or("UTF-8")))
+        expected.then = [this, document, path = args.texts[1]] { read_back(document, path); };
+    return expected;
+}
+
+Expected Session::save_xml_format(const Args& args) {
+    Node* const document = args.nodes[0];
+    if (document->type != XML_DOCUMENT_NODE) return none();
+    forest_.normalise(document);
+    if (!can_write(args.texts[1])) return none();
+    Expected expected = integer(0);
+    if (args.integers[3] == 0 && keeps_all_characters(args.texts[2]))
+        expected.then = [this, document, path = args.texts[1]] { read_back(document, path); };
+    return expected;
+}
+
+Expected Session::save_html_format(const Args& args) {
+    Node* const document = args.nodes[0];
+    if (document->type != XML_HTML_DOCUMENT_NODE) return none();
+    forest_.normalise(document);
+    Expected expected = can_write(args.texts[1]) ? integer(0) : none();
+    expected.then = [this, document] { absorb_meta(document); };
+    return expected;
+}
+
+/// The HTML writer may have set the text of a meta element, or placed a new one into the head.
+void Session::absorb_meta(Node* document) {
+    for_subtree(document, [this](Node* head) {
+        if (!head->is_element()) return;
+        const xmlNode* const first = real_node(head->handle)->children;
+        const bool is_new =
+            first && !forest_.by_handle(handle_of(first)) && to_string(first->name) == "meta";
+        if (is_new) {
+            const OwnedDoc copy(xmlNewDoc(nullptr));
+            xmlNode* const root = xmlDocCopyNode(const_cast<xmlNode*>(first), copy.get(), 1);
+            xmlDocSetRootElement(copy.get(), root);
+            Node* const holder = to_model(forest_, step_, copy.get());
+            Node* const meta = holder->children.front();
+            holder->children.clear();
+            meta->parent = head;
+            head->children.insert(head->children.begin(), meta);
+            for_subtree(meta, [head](Node* node) { node->owner = head->owner; });
+            forest_.end(holder);
+            bind(forest_, meta, handle_of(first));
+        }
+        if (head->name != "meta") return;
+        for (Node* attr : head->attributes)
+            for (Node* part : attr->children)
+                if (part->is_text()) part->content = to_text(real_node(part->handle)->content);
+    });
+}
+
+Expected Session::transform(const Args& args) {
+    const bool works = args.texts[0].ends_with("/in.xml") &&
+                       !args.texts[0].ends_with("no/in.xml") &&
+                       args.texts[1].ends_with("/copy.xsl") && can_write(args.texts[2]);
+    if (!works) return none();
+    return {.kind = Expected::Kind::file_size, .path = args.texts[2]};
+}
+
+// ---- Messages -----------------------------------------------------------------------------------
+
+Expected Session::get_message(const Args& args) {
+    const auto found = messages_.find(args.nodes[0] ? args.nodes[0]->owner : 0);
+    if (found == messages_.end()) return none();
+    return {.kind = Expected::Kind::text, .text = found->second};
+}
+
+Expected Session::set_message(const Args& args) {
+    messages_[args.nodes[0] ? args.nodes[0]->owner : 0] = args.units[1];
+    return integer(0);
+}
+
+// ---- Properties ---------------------------------------------------------------------------------
+
+Expected Session::get_doc_property(const Args& args) {
+    const Node* const document = args.nodes[0];
+    if (!document->is_document()) return none();
+    switch (args.integers[1]) {
+        case 0: return text(document->version);
+        case 1: return text(document->encoding);
+        case 2:
+            if (document->standalone != 0 && document->standalone != 1) return none();
+            return text(std::to_string(document->standalone));
+        case 3: return text(document->url);
+        default: return none();
+    }
+}
+
+Expected Session::set_doc_property(const Args& args) {
+    Node* const document = args.nodes[0];
+    if (!document->is_document() || args.integers[1] > 3) return none();
+    if (args.integers[1] == 2) {
+        document->standalone = args.texts[2] == "1";
+        return integer(0);
+    }
+    Text* const fields[] = {&document->version, &document->encoding, nullptr, &document->url};
+    *fields[args.integers[1]] = args.texts[2];
+    return integer(0);
+}
+
+Expected Session::get_doctype_property(const Args& args) {
+    const Node* const dtd = args.nodes[0];
+    if (!dtd->is_dtd() || args.integers[1] > 1) return none();
+    return text(args.integers[1] == 0 ? dtd->public_id : dtd->system_id);
+}
+
+Expected Session::set_doctype_property(const Args& args) {
+    Node* const dtd = args.nodes[0];
+    if (!dtd->is_dtd() || args.integers[1] > 2) return none();
+    if (args.integers[1] == 2)
+        dtd->name = args.texts[2];
+    else
+        (args.integers[1] == 0 ? dtd->public_id : dtd->system_id) = args.texts[2];
+    return integer(0);
+}
+
+// ---- DTDs ---------------------------------------------------------------------------------------
+
+Expected Session::validate(const Args& args) {
+    if (!args.nodes[0]->is_document()) return none();
+    return {.kind = Expected::Kind::some_text};
+}
+
+Expected Session::create_doctype(const Args& args) {
+    Expected expected = created(forest_.make(step_, XML_DTD_NODE));
+    expected.node->name = args.texts[0];
+    return expected;
+}
+
+Expected Session::load_doctype(const Args& args) {
+    const xmlChar* const public_id = args.texts[0].empty() ? nullptr : to_xml(args.texts[0]);
+    const OwnedDtd dtd(xmlParseDTD(public_id, to_xml(args.texts[1])));
+    return dtd ? created(to_model(forest_, step_, dtd.get())) : none();
+}
+
+Expected Session::set_external_dtd(const Args& args) {
+    Node* const document = args.nodes[0];
+    Node* const dtd = args.nodes[1];
+    if (document->type != XML_DOCUMENT_NODE || !dtd->is_dtd()) return none();
+    if (document->internal_subset || belongs_to_document(dtd)) return none();
+    const auto& children = document->children;
+    if (std::any_of(children.begin(), children.end(), [](const Node* n) { return n->is_dtd(); }))
+        return none();
+    const auto element = std::find_if(children.begin(), children.end(),
+                                      [](const Node* node) { return node->is_element(); });
+    forest_.make_subset(document, dtd, static_cast<std::size_t>(element - children.begin()));
+    return integer(0);
+}
+
+namespace {
+
+const Node* dtd_of(const Node* node) {
+    if (!node->is_document()) return nullptr;
+    for (const Node* child : node->children)
+        if (child->is_dtd()) return child;
+    return nullptr;
+}
+
+}  // namespace
+
+Expected Session::entities(const Args& args) {
+    const Node* const dtd = dtd_of(args.nodes[0]);
+    if (!dtd) return none();
+    Expected expected{.kind = Expected::Kind::set};
+    for (Node* child : dtd->children)
+        if (child->type == XML_ENTITY_DECL && !child->parameter_entity)
+            expected.nodes.push_back(child);
+    return expected;
+}
+
+Expected Session::notations(const Args& args) {
+    const Node* const dtd = dtd_of(args.nodes[0]);
+    if (!dtd || dtd->notations.empty()) return none();
+    Expected expected{.kind = Expected::Kind::notations};
+    for (const Notation& notation : dtd->notations) {
+        Node* const record = forest_.make(step_, XML_NOTATION_NODE);
+        record->name = notation.name;
+        record->public_id = notation.public_id;
+        record->system_id = notation.system_id;
+        expected.nodes.push_back(record);
+    }
+    return expected;
+}
+
+Expected Session::entity_property(const Args& args) {
+    const Node* const entity = args.nodes[0];
+    if (entity->type != XML_ENTITY_DECL || args.integers[1] > 2) return none();
+    const Text* const fields[] = {&entity->public_id, &entity->system_id, &entity->notation};
+    return text(*fields[args.integers[1]]);
+}
+
+Expected Session::notation_property(const Args& args) {
+    const Node* const record = args.nodes[0];
+    if (record->type != XML_NOTATION_NODE || args.integers[1] > 1) return none();
+    return text(args.integers[1] == 0 ? record->public_id : record->system_id);
+}
+
+}  // namespace valtrosse::random

@@ -70,7 +70,8 @@ private:
     std::string path_;
 };
 
-/// Puts back what a transformation sets for all later parses, and drops what libxslt reports.
+/// Puts back what a transformation sets for all later parses of the process, and drops what libxslt
+/// reports.
 struct ParserDefaults {
     ParserDefaults() {
         struct Nobody {
@@ -172,6 +173,7 @@ protected:
     Host host;
 
 private:
+    const ParserDefaults defaults_;
     std::vector<Handle> documents_;
 };
 

@@ -61,9 +61,6 @@ protected:
                    times(10, "&e" + std::to_string(i - 1) + ";") + "'>";
         return "<!DOCTYPE r [" + dtd + "]>" + content;
     }
-
-private:
-    const ParserDefaults defaults_;
 };
 
 bool contains(const std::string& text, std::string_view part) {

@@ -119,9 +119,9 @@ public:
     Surroundings& operator=(const Surroundings&) = delete;
 
     xmlDoc* document() const { return doc_; }
-    bool can_be_handed_over(const xmlNode* node) const {
-        return node->type != XML_NAMESPACE_DECL && node != &no_element_ &&
-               node != reinterpret_cast<const xmlNode*>(&no_document_);
+    /// Whether the node is one of those that stand in for something.
+    bool stands_in(const xmlNode* node) const {
+        return node == &no_element_ || node == reinterpret_cast<const xmlNode*>(&no_document_);
     }
 
 private:
@@ -208,12 +208,15 @@ Result select_nodes(Call& call, xmlNode* node, HostText string) {
     if (!result || result->type != XPATH_NODESET || !result->nodesetval) return no_value;
 
     const xmlNodeSet& set = *result->nodesetval;
-    std::uint32_t count = 0;
-    for (int i = 0; i < set.nodeNr; ++i) count += around.can_be_handed_over(set.nodeTab[i]);
-    HandleList list(call, count);
+    HandleList list(call, static_cast<std::uint32_t>(set.nodeNr));
     if (list.failed()) return list.failure();
-    for (int i = 0; i < set.nodeNr; ++i)
-        if (around.can_be_handed_over(set.nodeTab[i])) list.add(set.nodeTab[i]);
+    // Only for an expression that can select namespace records is a look at each node worth its time.
+    const bool may_be_namespaces = text.find("namespace") != std::string_view::npos;
+    for (int i = 0; i < set.nodeNr; ++i) {
+        const xmlNode* const selected = set.nodeTab[i];
+        if (may_be_namespaces && selected->type == XML_NAMESPACE_DECL) continue;
+        if (!around.stands_in(selected)) list.add(selected);
+    }
     return list.value(call);
 }
 

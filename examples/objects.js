@@ -33,8 +33,9 @@ types.forEach(function (type) { small.documentElement.appendChild(shortened(type
 
 report.section('Image types');
 var rows = small.documentElement.children.map(function (type) {
-    var patterns = type.getElementsByTagName('glob').map(function(
-        glob) { return glob.getAttribute('pattern'); });
+    var patterns = type.getElementsByTagName('glob').map(function (glob) {
+        return glob.getAttribute('pattern');
+    });
     return [type.getAttribute('type'), type.firstElementChild.textContent, patterns.join(' ')];
 });
 report.table([['type', 'comment', 'patterns']].concat(rows.slice(0, 12)));

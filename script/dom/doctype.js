@@ -36,8 +36,9 @@ Node.extend(DocumentType, Node, 10, {
         return new lists.NodeList(this._cluster || { version: 0 }, function () { return []; });
     },
     hasChildNodes: function () { return false; },
-    cloneNode :
-        function () { refuseIf(true, 'NOT_SUPPORTED_ERR', 'a document type cannot be copied'); },
+    cloneNode: function () {
+        refuseIf(true, 'NOT_SUPPORTED_ERR', 'a document type cannot be copied');
+    },
 
     /** Makes it the document type of a document. */
     _attach: function (document) {

@@ -80,8 +80,9 @@ Node.extend(Document, Node, 9, {
         made._declared = [];
         return made;
     },
-    createDocumentFragment :
-        function () { return fragmentOf(this._cluster, xmlDOMDocCreateNode(this._handle, 11, '')); },
+    createDocumentFragment: function () {
+        return fragmentOf(this._cluster, xmlDOMDocCreateNode(this._handle, 11, ''));
+    },
     createTextNode: function (text) { return make(this, 3, text, ''); },
     createComment: function (text) { return make(this, 8, text, ''); },
     createCDATASection: function (text) {
@@ -93,8 +94,9 @@ Node.extend(Document, Node, 9, {
         return make(this, 7, text, names.checkName(target));
     },
     /** Makes an attribute without a namespace. */
-    createAttribute: function(
-        name) { return element.createAttribute(this._cluster, names.checkName(name)); },
+    createAttribute: function (name) {
+        return element.createAttribute(this._cluster, names.checkName(name));
+    },
     /** Makes an attribute of a namespace (null for none) and a name. */
     createAttributeNS: function (uri, qualifiedName) {
         var name = names.split(uri, qualifiedName);
@@ -118,11 +120,13 @@ Node.extend(Document, Node, 9, {
     },
     /** The elements of a name ('*': all), a live NodeList in document order. */
     getElementsByTagName: function (name) { return element.descendants(this, String(name)); },
-    getElementsByTagNameNS: function(
-        uri, local) { return element.descendantsNS(this, uri, String(local)); },
+    getElementsByTagNameNS: function (uri, local) {
+        return element.descendantsNS(this, uri, String(local));
+    },
     /** The element whose attribute of type ID has this value; null without one. */
-    getElementById: function(
-        id) { return this._cluster.node(xmlDOMDocGetElementById(this._handle, String(id))); },
+    getElementById: function (id) {
+        return this._cluster.node(xmlDOMDocGetElementById(this._handle, String(id)));
+    },
     cloneNode: function (deep) {
         var copy = documentOf(xmlDOMNodeCloneNode(this._handle, deep ? 1 : 0));
         copy.encoding = this.encoding;
@@ -157,8 +161,9 @@ Node.extend(DocumentFragment, Node, 11, {
     get parentNode() { return null; },
     get nextSibling() { return null; },
     get previousSibling() { return null; },
-    cloneNode: function(
-        deep) { return fragmentOf(this._cluster, xmlDOMNodeCloneNode(this._handle, deep ? 1 : 0)); }
+    cloneNode: function (deep) {
+        return fragmentOf(this._cluster, xmlDOMNodeCloneNode(this._handle, deep ? 1 : 0));
+    }
 });
 Node.define(DocumentFragment, node.parentMembers);
 

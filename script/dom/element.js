@@ -306,8 +306,9 @@ Node.extend(Element, Node, 1, {
     /** The elements below of a name ('*': all), a live NodeList in document order. */
     getElementsByTagName: function (name) { return exports.descendants(this, String(name)); },
     /** The same by namespace URI and local name, each of them '*' for any. */
-    getElementsByTagNameNS: function(
-        uri, local) { return exports.descendantsNS(this, uri, String(local)); },
+    getElementsByTagNameNS: function (uri, local) {
+        return exports.descendantsNS(this, uri, String(local));
+    },
 
     _declaration: function (prefix, uri) {
         var attribute = createAttributeNS(this._cluster, {

@@ -111,8 +111,9 @@ NamedNodeMap.prototype = {
     /** Takes the node of a name out and gives it. */
     removeNamedItem: function (name) { return take(this, this.getNamedItem(name), name); },
     /** The same, by namespace and local name. */
-    removeNamedItemNS: function(
-        uri, local) { return take(this, this.getNamedItemNS(uri, local), local); }
+    removeNamedItemNS: function (uri, local) {
+        return take(this, this.getNamedItemNS(uri, local), local);
+    }
 };
 
 function first(list, test) {

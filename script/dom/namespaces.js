@@ -275,8 +275,9 @@ function rebuild(cluster, element, missing) {
     nodesOf(made).slice(1).forEach(function (attribute) {
         xmlDOMNodeFreeNode(xmlDOMElementRemoveAttributeNode(made, attribute));
     });
-    Object.keys(missing).forEach(function(
-        prefix) { declareOn(cluster, made, prefix, missing[prefix]); });
+    Object.keys(missing).forEach(function (prefix) {
+        declareOn(cluster, made, prefix, missing[prefix]);
+    });
     return replaceBy(cluster, element, made);
 }
 

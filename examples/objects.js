@@ -1,5 +1,5 @@
-// DOM objects: makes a small MIME database of the image types of the system's one, with a comment in one
-// language, and tells what it found.
+// DOM objects: makes a small MIME database of the image types of the system's one, with a comment
+// in one language, and tells what it found.
 // vtdom objects.js OUTPUT_FOLDER
 var dom = require('dom');
 var places = require('./lib/places');
@@ -27,12 +27,15 @@ function shortened(type) {
     return copy;
 }
 
-var types = database.selectNodes('/m:mime-info/m:mime-type[starts-with(@type, "image/")]', { m: uri });
+var types =
+    database.selectNodes('/m:mime-info/m:mime-type[starts-with(@type, "image/")]', { m: uri });
 types.forEach(function (type) { small.documentElement.appendChild(shortened(type)); });
 
 report.section('Image types');
 var rows = small.documentElement.children.map(function (type) {
-    var patterns = type.getElementsByTagName('glob').map(function (glob) { return glob.getAttribute('pattern'); });
+    var patterns = type.getElementsByTagName('glob').map(function (glob) {
+        return glob.getAttribute('pattern');
+    });
     return [type.getAttribute('type'), type.firstElementChild.textContent, patterns.join(' ')];
 });
 report.table([['type', 'comment', 'patterns']].concat(rows.slice(0, 12)));
@@ -42,7 +45,10 @@ var path = places.output('images.xml');
 small.save(path, { format: true });
 var again = dom.parseFile(path);
 report.section('Written: ' + path);
-print('  ' + again.documentElement.children.length + ' types, ' + readFile(path).length + ' characters');
+print('  ' + again.documentElement.children.length + ' types, ' + readFile(path).length +
+      ' characters');
 
-if (again.documentElement.children.length !== types.length || types.length < 50) throw new Error('types are missing');
-if (again.getElementsByTagNameNS(uri, 'glob').length !== small.getElementsByTagName('glob').length) throw new Error('patterns are missing');
+if (again.documentElement.children.length !== types.length || types.length < 50)
+    throw new Error('types are missing');
+if (again.getElementsByTagNameNS(uri, 'glob').length !== small.getElementsByTagName('glob').length)
+    throw new Error('patterns are missing');

@@ -1,5 +1,5 @@
-// DOM objects for scripts: W3C DOM Level 2 Core, and what people know from newer DOMs, on the functions
-// and LIBXMLLife. var dom = require('dom'); docs/dom.md is the reference.
+// DOM objects for scripts: W3C DOM Level 2 Core, and what people know from newer DOMs, on the
+// functions and LIBXMLLife. var dom = require('dom'); docs/dom.md is the reference.
 var exception = require('./dom/exception');
 var clusters = require('./dom/cluster');
 var node = require('./dom/node');
@@ -25,11 +25,13 @@ function words(message) { return message ? ':\n' + message : ''; }
 
 function blanks(options) { return options && options.keepBlanks === false ? 0 : 1; }
 
-/** Parses an XML file. `options.keepBlanks` false drops text that is only white space between elements. */
+/** Parses an XML file. `options.keepBlanks` false drops text that is only white space between
+    elements. */
 exports.parseFile = function (path, options) {
     path = String(path);
     return parse(path, undefined, function () {
-        var handle = path.indexOf('\0') < 0 && xmlDOMDocLoadXMLFile(names.bytePath(path), blanks(options));
+        var handle =
+            path.indexOf('\0') < 0 && xmlDOMDocLoadXMLFile(names.bytePath(path), blanks(options));
         return handle && document.documentOf(handle);
     });
 };
@@ -50,7 +52,8 @@ exports.parseString = function (text, options) {
 exports.parseHTMLFile = function (path, options) {
     path = String(path);
     return parse(path, undefined, function () {
-        var handle = path.indexOf('\0') < 0 && xmlHTMLDocLoadFile(names.bytePath(path), blanks(options));
+        var handle =
+            path.indexOf('\0') < 0 && xmlHTMLDocLoadFile(names.bytePath(path), blanks(options));
         return handle && document.documentOf(handle);
     });
 };
@@ -64,11 +67,13 @@ exports.parseHTMLString = function (text, options) {
     });
 };
 
-/** Applies the stylesheet of one file to another and writes the result to a third; gives the number of
-    bytes written. */
+/** Applies the stylesheet of one file to another and writes the result to a third; gives the
+    number of bytes written. */
 exports.transform = function (xml, xsl, out) {
-    var written = xmlXSLTransformFile(names.readPath(String(xml)), names.readPath(String(xsl)), names.writePath(String(out)));
-    if (written === undefined) throw new Error('cannot transform ' + xml + ' with ' + xsl + ' to ' + out);
+    var written = xmlXSLTransformFile(names.readPath(String(xml)), names.readPath(String(xsl)),
+                                      names.writePath(String(out)));
+    if (written === undefined)
+        throw new Error('cannot transform ' + xml + ' with ' + xsl + ' to ' + out);
     return written;
 };
 

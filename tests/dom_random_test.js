@@ -1,5 +1,5 @@
-// Random changes of a document through DOM objects, against the same changes of a tree of plain objects.
-// vtdom dom_random_test.js FOLDER [ROUNDS [FIRST_SEED]]
+// Random changes of a document through DOM objects, against the same changes of a tree of plain
+// objects. vtdom dom_random_test.js FOLDER [ROUNDS [FIRST_SEED]]
 var dom = require('dom');
 
 var file = args[0] + '/random.xml';
@@ -14,7 +14,7 @@ function random(below) {
 }
 function pick(list) { return list[random(list.length)]; }
 
-// ---- The plain tree: {type, name, prefix, uri, data, attributes, children, parent, object} --------
+// ---- The plain tree: {type, name, prefix, uri, data, attributes, children, parent, object} ------
 
 function plain(type, fields, object) {
     var node = { type: type, children: [], parent: null, object: object, attributes: {} };
@@ -52,7 +52,8 @@ function insert(parent, child, before) {
     parent.object.insertBefore(child.object, before ? before.object : null);
     if (before === child) before = parent.children[parent.children.indexOf(child) + 1] || null;
     detach(child);
-    parent.children.splice(before ? parent.children.indexOf(before) : parent.children.length, 0, child);
+    parent.children.splice(before ? parent.children.indexOf(before) : parent.children.length, 0,
+                           child);
     child.parent = parent;
 }
 
@@ -78,14 +79,17 @@ function change(doc, nodes) {
         case 5:
             if (node.type !== 3 || !node.parent) break;
             var cut = node.data.charCodeAt(0) >= 0xD800 ? 0 : Math.min(1, node.data.length);
-            nodes.push(child = plain(3, { data: node.data.slice(cut) }, node.object.splitText(cut)));
+            nodes.push(child =
+                           plain(3, { data: node.data.slice(cut) }, node.object.splitText(cut)));
             node.data = node.data.slice(0, cut);
             child.parent = node.parent;
             node.parent.children.splice(node.parent.children.indexOf(node) + 1, 0, child);
             break;
         case 6:
             if (node.type === 1) {
-                var uri = pick(uris), name = (uri ? pick(['p', 'q']) + ':' : '') + pick(['m', 'n']), value = pick(texts);
+                var uri = pick(uris),
+                    name = (uri ? pick([ 'p', 'q' ]) + ':' : '') + pick([ 'm', 'n' ]),
+                    value = pick(texts);
                 node.object.setAttributeNS(uri, name, value);
                 node.attributes[(uri || '') + ' ' + name.replace(/.*:/, '')] = value;
             } else {
@@ -99,58 +103,73 @@ function change(doc, nodes) {
             child.children = [];
             child.parent = null;
             child.attributes = {};
-            Object.keys(node.attributes).forEach(function (key) { child.attributes[key] = node.attributes[key]; });
+            Object.keys(node.attributes)
+                .forEach(function (key) { child.attributes[key] = node.attributes[key]; });
             child.object = copy;
             insert(parent, child, null);
             break;
     }
 }
 
-// ---- Comparing ------------------------------------------------------------------------------------
+// ---- Comparing ----------------------------------------------------------------------------------
 
 function attributesOf(element) {
     var found = {};
     element.attributes.forEach(function (attribute) {
         if (attribute.namespaceURI !== 'http://www.w3.org/2000/xmlns/')
-            found[(attribute.namespaceURI || '') + ' ' + (attribute.localName || attribute.name)] = attribute.value;
+            found[(attribute.namespaceURI || '') + ' ' + (attribute.localName || attribute.name)] =
+                attribute.value;
     });
     return found;
 }
-function sorted(object) { return JSON.stringify(Object.keys(object).sort().map(function (key) { return [key, object[key]]; })); }
+function sorted(object) {
+    return JSON.stringify(Object.keys(object).sort().map(function (key) {
+        return [ key, object[key] ];
+    }));
+}
 
 function fail(what, expected, found) {
-    throw new Error(what + ': ' + JSON.stringify(expected) + ' expected, not ' + JSON.stringify(found));
+    throw new Error(what + ': ' + JSON.stringify(expected) + ' expected, not ' +
+                    JSON.stringify(found));
 }
 function same(what, expected, found) { if (expected !== found) fail(what, expected, found); }
 
 function compare(node) {
     var object = node.object;
-    same('parent', node.parent ? node.parent.object : null, object.parentNode === object.ownerDocument ? null : object.parentNode);
+    same('parent', node.parent ? node.parent.object : null,
+         object.parentNode === object.ownerDocument ? null : object.parentNode);
     if (node.type !== 1) return same('data', node.data, object.data);
     same('name', node.name, object.nodeName);
     same('namespace', node.uri, object.namespaceURI);
     same('attributes', sorted(node.attributes), sorted(attributesOf(object)));
     same('children', node.children.length, object.childNodes.length);
-    for (var i = 0, child = object.firstChild; i < node.children.length; i++, child = child.nextSibling) {
-        if (node.children[i].object !== child) fail('child ' + i, String(node.children[i].object), String(child));
-        if (object.childNodes[i] !== child) fail('item ' + i, 'the same object', String(object.childNodes[i]));
+    for (var i = 0, child = object.firstChild; i < node.children.length;
+         i++, child = child.nextSibling) {
+        if (node.children[i].object !== child)
+            fail('child ' + i, String(node.children[i].object), String(child));
+        if (object.childNodes[i] !== child)
+            fail('item ' + i, 'the same object', String(object.childNodes[i]));
         compare(node.children[i]);
     }
 }
 
-/** What a file keeps: texts that are neighbours are one, CDATA sections are cut at their end marks. */
+/** What a file keeps: texts that are neighbours are one, CDATA sections are cut at their end
+    marks. */
 function shape(uri, local, attributes, children) {
-    return '{' + (uri || '') + '}' + local + sorted(attributes) + '(' + children.join('').replace(/\|\|/g, '') + ')';
+    return '{' + (uri || '') + '}' + local + sorted(attributes) + '(' +
+           children.join('').replace(/\|\|/g, '') + ')';
 }
 function plainShape(node) {
     if (node.type === 3 || node.type === 4) return node.data && '|' + node.data + '|';
     if (node.type === 8) return '<!' + node.data + '>';
-    return shape(node.uri, node.name.replace(/.*:/, ''), node.attributes, node.children.map(plainShape));
+    return shape(node.uri, node.name.replace(/.*:/, ''), node.attributes,
+                 node.children.map(plainShape));
 }
 function objectShape(node) {
     if (node.nodeType === 3 || node.nodeType === 4) return node.data && '|' + node.data + '|';
     if (node.nodeType === 8) return '<!' + node.data + '>';
-    return shape(node.namespaceURI, node.localName, attributesOf(node), node.childNodes.map(objectShape));
+    return shape(node.namespaceURI, node.localName, attributesOf(node),
+                 node.childNodes.map(objectShape));
 }
 
 for (var seed = firstSeed; seed < firstSeed + rounds; seed++) {
@@ -167,7 +186,8 @@ for (var seed = firstSeed; seed < firstSeed + rounds; seed++) {
             if (step % 6 === 0) nodes.forEach(function (node) { if (!node.parent) compare(node); });
         }
         nodes.forEach(function (node) { if (!node.parent) compare(node); });
-        same('text', plainShape(root), objectShape(dom.parseString(doc.toString()).documentElement));
+        same('text', plainShape(root),
+             objectShape(dom.parseString(doc.toString()).documentElement));
         doc.save(file);
         same('file', plainShape(root), objectShape(dom.parseFile(file).documentElement));
     } catch (e) {

@@ -70,8 +70,8 @@ Cluster.prototype.adopt = function (handle) {
     return object;
 };
 
-/** Places a node before a sibling or, when that is 0, as the last child. Text is not joined: it takes
-    the place of a separator, which text does not join either. */
+/** Places a node before a sibling or, when that is 0, as the last child. Text is not joined: it
+    takes the place of a separator, which text does not join either. */
 Cluster.prototype.place = function (parent, handle, before, isText) {
     if (!isText) return xmlDOMNodeAddChild(before ? 1 : 0, before || parent, handle);
     if (!this.separator) {
@@ -84,7 +84,7 @@ Cluster.prototype.place = function (parent, handle, before, isText) {
 
 exports.Cluster = Cluster;
 
-// ---- Memory ---------------------------------------------------------------------------------------
+// ---- Memory -------------------------------------------------------------------------------------
 
 // The engine does not see the memory of documents: after so many, or so much text, it is asked to
 // look for clusters that nobody needs.
@@ -94,7 +94,8 @@ var unitsOfFile = 100000;       // the size is not known
 var documents = 0;
 var units = 0;
 
-/** Counts a document of this many units (none: a file). To be called when no object of it is made yet. */
+/** Counts a document of this many units (none: a file). To be called when no object of it is made
+    yet. */
 exports.collect = function (size) {
     documents += 1;
     units += size === undefined ? unitsOfFile : size;

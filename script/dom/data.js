@@ -6,7 +6,8 @@ var refuseIf = require('./exception').refuseIf;
 
 var Node = node.Node;
 
-/** The text of a node, which is its own: the value of the function goes on through later siblings. */
+/** The text of a node, which is its own: the value of the function goes on through later
+    siblings. */
 function readText(handle) {
     var dump;
     try {
@@ -26,7 +27,8 @@ function readValue(handle) {
     }
 }
 
-/** Sets the text of a node. One with characters above U+FFFF is of a new node, which takes the place. */
+/** Sets the text of a node. One with characters above U+FFFF is of a new node, which takes the
+    place. */
 function write(self, text) {
     node.checkWritable(self);
     noteUnwritable(self._cluster, self._type, text);
@@ -34,7 +36,8 @@ function write(self, text) {
     if (!names.isWide(text)) {
         xmlDOMNodeSetValue(handle, text);
     } else {
-        var made = exports.make(self._cluster, self._type, text, self._type === 7 ? self.target : '');
+        var made =
+            exports.make(self._cluster, self._type, text, self._type === 7 ? self.target : '');
         xmlDOMNodeReplaceNode(handle, made);
         self._cluster.rebind(handle, made);
         xmlDOMNodeFreeNode(handle);
@@ -44,7 +47,8 @@ function write(self, text) {
 
 /** Notes text that would end its node early in a file, so that saves look for such nodes. */
 function noteUnwritable(cluster, type, text) {
-    if (type === 8 && (text.indexOf('--') >= 0 || text.charAt(text.length - 1) === '-')) cluster.hasUnwritable = true;
+    if (type === 8 && (text.indexOf('--') >= 0 || text.charAt(text.length - 1) === '-'))
+        cluster.hasUnwritable = true;
     if (type === 7 && text.indexOf('?>') >= 0) cluster.hasUnwritable = true;
 }
 
@@ -62,8 +66,8 @@ exports.make = function (cluster, type, text, target) {
             : '<!--' + text + '-->';
     return exact.make(cluster.doc, '<r>' + xml + '</r>', function (root) {
         var first = xmlDOMNodeGetRelative(root, 3);
-        refuseIf(xmlDOMNodeGetType(first) !== type || xmlDOMNodeGetRelative(first, 1), 'INVALID_CHARACTER_ERR',
-            'libxml2 cannot hold this text in such a node');
+        refuseIf(xmlDOMNodeGetType(first) !== type || xmlDOMNodeGetRelative(first, 1),
+                 'INVALID_CHARACTER_ERR', 'libxml2 cannot hold this text in such a node');
         return first;
     });
 };
@@ -104,7 +108,8 @@ Node.extend(CharacterData, Node, 0, {
 Node.define(CharacterData, node.siblingMembers);
 
 function checkRange(data, offset, count) {
-    refuseIf(!(offset >= 0 && offset <= data.length && count >= 0), 'INDEX_SIZE_ERR', 'the offset or count is out of range');
+    refuseIf(!(offset >= 0 && offset <= data.length && count >= 0), 'INDEX_SIZE_ERR',
+             'the offset or count is out of range');
 }
 
 /** Text. Neighbours stay apart until normalize(). */

@@ -7,8 +7,8 @@ var refuseIf = require('./exception').refuseIf;
 
 var Node = node.Node;
 
-/** The document type of a document. It cannot be changed; one made by createDocumentType belongs to no
-    document until it is used. */
+/** The document type of a document. It cannot be changed; one made by createDocumentType belongs
+    to no document until it is used. */
 function DocumentType(cluster, handle) { Node.call(this, cluster, handle); }
 Node.extend(DocumentType, Node, 10, {
     /** The name of the root element that it is for. */
@@ -32,9 +32,13 @@ Node.extend(DocumentType, Node, 10, {
     },
     get firstChild() { return null; },
     get lastChild() { return null; },
-    get childNodes() { return new lists.NodeList(this._cluster || { version: 0 }, function () { return []; }); },
+    get childNodes() {
+        return new lists.NodeList(this._cluster || { version: 0 }, function () { return []; });
+    },
     hasChildNodes: function () { return false; },
-    cloneNode: function () { refuseIf(true, 'NOT_SUPPORTED_ERR', 'a document type cannot be copied'); },
+    cloneNode: function () {
+        refuseIf(true, 'NOT_SUPPORTED_ERR', 'a document type cannot be copied');
+    },
 
     /** Makes it the document type of a document. */
     _attach: function (document) {
@@ -53,10 +57,11 @@ Node.extend(DocumentType, Node, 10, {
             var found = this._defaultNames = Object.create(null);
             this._defaultValues = Object.create(null);
             var values = this._defaultValues;
-            dump(this._handle).replace(defaultDeclaration, function (all, element, attribute, quoted) {
-                (found[element] = found[element] || []).push(attribute);
-                values[element + ' ' + attribute] = exact.unescape(quoted.slice(1, -1));
-            });
+            dump(this._handle)
+                .replace(defaultDeclaration, function (all, element, attribute, quoted) {
+                    (found[element] = found[element] || []).push(attribute);
+                    values[element + ' ' + attribute] = exact.unescape(quoted.slice(1, -1));
+                });
         }
         return this._defaultNames;
     },
@@ -66,7 +71,8 @@ Node.extend(DocumentType, Node, 10, {
     }
 });
 
-var defaultDeclaration = /<!ATTLIST\s+(\S+)\s+(\S+)\s+(?:[A-Z]+(?:\s*\([^)]*\))?|\([^)]*\))\s+(?:#FIXED\s+)?("[^"]*"|'[^']*')/g;
+var defaultDeclaration =
+    /<!ATTLIST\s+(\S+)\s+(\S+)\s+(?:[A-Z]+(?:\s*\([^)]*\))?|\([^)]*\))\s+(?:#FIXED\s+)?("[^"]*"|'[^']*')/g;
 
 function identifier(text) { return text === undefined ? null : text; }
 
@@ -88,7 +94,8 @@ function map(doctype, field, collect) {
 
 function entitiesOf(doctype) {
     var cluster = doctype._cluster;
-    return names.handles(xmlDOMDocGetEntities(cluster.doc) || '4').map(function (handle) { return cluster.node(handle); });
+    return names.handles(xmlDOMDocGetEntities(cluster.doc) || '4')
+        .map(function (handle) { return cluster.node(handle); });
 }
 
 function notationsOf(doctype) {
@@ -105,8 +112,8 @@ function notationsOf(doctype) {
     return found;
 }
 
-/** What entities and references have in common: contents, which cannot be changed. They are parsed from
-    the declaration when somebody looks, into a fragment whose object this node is. */
+/** What entities and references have in common: contents, which cannot be changed. They are
+    parsed from the declaration when somebody looks, into a fragment whose object this node is. */
 var contentMembers = {
     get parentNode() {
         if (this._type === 6 || this._detached) return null;
@@ -130,15 +137,19 @@ function fill(cluster, fragment, declaration) {
     var quoted = declaration && /^<!ENTITY\s+\S+\s+("[^"]*"|'[^']*')/.exec(dump(declaration));
     if (!quoted) return;
     // In a declaration references to characters are replaced before markup is read.
-    var text = quoted[1].slice(1, -1).replace(/&#(?:x([0-9A-Fa-f]+)|(\d+));/g, function (all, hex, decimal) {
-        return exact.character(hex ? parseInt(hex, 16) : +decimal);
-    });
+    var text = quoted[1].slice(1, -1).replace(
+        /&#(?:x([0-9A-Fa-f]+)|(\d+));/g,
+        function(all, hex,
+                 decimal) { return exact.character(hex ? parseInt(hex, 16) : +decimal); });
     var subset = cluster.document.doctype && cluster.document.doctype.internalSubset;
-    var loaded = exact.load((subset ? '<!DOCTYPE r [' + subset + ']>' : '') + '<r>' + text + '</r>', 1);
+    var loaded =
+        exact.load((subset ? '<!DOCTYPE r [' + subset + ']>' : '') + '<r>' + text + '</r>', 1);
     if (!loaded) return;
     var root = xmlDOMDocGetRootNode(loaded.doc);
-    for (var child = xmlDOMNodeGetRelative(root, 3); child; child = xmlDOMNodeGetRelative(child, 1)) {
-        cluster.place(fragment, xmlDOMNodeImportNode(child, 1, cluster.doc), 0, xmlDOMNodeGetType(child) === 3);
+    for (var child = xmlDOMNodeGetRelative(root, 3); child;
+         child = xmlDOMNodeGetRelative(child, 1)) {
+        cluster.place(fragment, xmlDOMNodeImportNode(child, 1, cluster.doc), 0,
+                      xmlDOMNodeGetType(child) === 3);
     }
     xmlDOMDocFreeDoc(loaded.doc);
 }
@@ -183,7 +194,9 @@ function imported(original, cluster, deep) {
         Object.defineProperty(copy, 'notationName', { value: original.notationName });
         var fragment = cluster.document.createDocumentFragment();
         for (var child = deep ? original.firstChild : null; child; child = child.nextSibling) {
-            fragment.appendChild(child._cluster === cluster ? child.cloneNode(true) : cluster.document.importNode(child, true));
+            fragment.appendChild(child._cluster === cluster
+                                     ? child.cloneNode(true)
+                                     : cluster.document.importNode(child, true));
         }
         copy._contents = fragment._handle;
         copy._fragment = fragment;

@@ -23,11 +23,13 @@ Node.extend(Document, Node, 9, {
     get nextSibling() { return null; },
     get previousSibling() { return null; },
     get firstChild() {
-        if (!this._cluster.isHtml) return this._cluster.node(xmlDOMNodeGetRelative(this._handle, 3));
+        if (!this._cluster.isHtml)
+            return this._cluster.node(xmlDOMNodeGetRelative(this._handle, 3));
         return end(this, 2);
     },
     get lastChild() {
-        if (!this._cluster.isHtml) return this._cluster.node(xmlDOMNodeGetRelative(this._handle, 4));
+        if (!this._cluster.isHtml)
+            return this._cluster.node(xmlDOMNodeGetRelative(this._handle, 4));
         return end(this, 1);
     },
     /** The root element; null without one. */
@@ -60,7 +62,8 @@ Node.extend(Document, Node, 9, {
     createElement: function (tagName) {
         var cluster = this._cluster;
         var name = names.checkName(tagName);
-        var made = cluster.adopt(namespaces.create(cluster, 1, { prefix: null, local: name, uri: null }));
+        var made = cluster.adopt(
+            namespaces.create(cluster, 1, { prefix: null, local: name, uri: null }));
         namespaces.note(cluster, '', '');
         made._level1 = true;
         made._declared = [];
@@ -91,7 +94,9 @@ Node.extend(Document, Node, 9, {
         return make(this, 7, text, names.checkName(target));
     },
     /** Makes an attribute without a namespace. */
-    createAttribute: function (name) { return element.createAttribute(this._cluster, names.checkName(name)); },
+    createAttribute: function (name) {
+        return element.createAttribute(this._cluster, names.checkName(name));
+    },
     /** Makes an attribute of a namespace (null for none) and a name. */
     createAttributeNS: function (uri, qualifiedName) {
         var name = names.split(uri, qualifiedName);
@@ -99,30 +104,37 @@ Node.extend(Document, Node, 9, {
     },
     /** Makes a reference to a general entity. */
     createEntityReference: function (name) {
-        refuseIf(this._cluster.isHtml, 'NOT_SUPPORTED_ERR', 'HTML has no references that are nodes');
+        refuseIf(this._cluster.isHtml, 'NOT_SUPPORTED_ERR',
+                 'HTML has no references that are nodes');
         name = names.checkName(name);
-        refuseIf(name.indexOf(':') >= 0 || names.isWide(name), 'INVALID_CHARACTER_ERR', 'libxml2 has no entity of such a name: ' + name);
+        refuseIf(name.indexOf(':') >= 0 || names.isWide(name), 'INVALID_CHARACTER_ERR',
+                 'libxml2 has no entity of such a name: ' + name);
         return this._cluster.adopt(xmlDOMDocCreateNode(this._handle, 5, name));
     },
 
     /** Makes a copy, for this document, of a node of any document; with all below it when deep. */
     importNode: function (original, deep) {
-        refuseIf(!(original instanceof Node) || original._type === 9 || original._type === 10, 'NOT_SUPPORTED_ERR', 'such a node cannot be imported');
+        refuseIf(!(original instanceof Node) || original._type === 9 || original._type === 10,
+                 'NOT_SUPPORTED_ERR', 'such a node cannot be imported');
         return importNode(this._cluster, original, deep);
     },
     /** The elements of a name ('*': all), a live NodeList in document order. */
     getElementsByTagName: function (name) { return element.descendants(this, String(name)); },
-    getElementsByTagNameNS: function (uri, local) { return element.descendantsNS(this, uri, String(local)); },
+    getElementsByTagNameNS: function (uri, local) {
+        return element.descendantsNS(this, uri, String(local));
+    },
     /** The element whose attribute of type ID has this value; null without one. */
-    getElementById: function (id) { return this._cluster.node(xmlDOMDocGetElementById(this._handle, String(id))); },
+    getElementById: function (id) {
+        return this._cluster.node(xmlDOMDocGetElementById(this._handle, String(id)));
+    },
     cloneNode: function (deep) {
         var copy = documentOf(xmlDOMNodeCloneNode(this._handle, deep ? 1 : 0));
         copy.encoding = this.encoding;
         return copy;
     },
 
-    /** Writes the document to a file. `options.encoding`: in this encoding, which the document then has;
-        else in its own, else UTF-8. `options.format`: indented. */
+    /** Writes the document to a file. `options.encoding`: in this encoding, which the document
+        then has; else in its own, else UTF-8. `options.format`: indented. */
     save: function (path, options) { writer.save(this, String(path), options || {}); },
     /** Validates against the document type: {valid: true or false, report: what is wrong}. */
     validate: function () { return writer.validate(this); }
@@ -138,7 +150,8 @@ function end(document, step) {
 }
 
 function make(document, type, text, target) {
-    return document._cluster.adopt(data.make(document._cluster, type, names.checkText(text), target));
+    return document._cluster.adopt(
+        data.make(document._cluster, type, names.checkText(text), target));
 }
 
 /** A place for nodes; inserting it inserts its children. */
@@ -148,7 +161,9 @@ Node.extend(DocumentFragment, Node, 11, {
     get parentNode() { return null; },
     get nextSibling() { return null; },
     get previousSibling() { return null; },
-    cloneNode: function (deep) { return fragmentOf(this._cluster, xmlDOMNodeCloneNode(this._handle, deep ? 1 : 0)); }
+    cloneNode: function (deep) {
+        return fragmentOf(this._cluster, xmlDOMNodeCloneNode(this._handle, deep ? 1 : 0));
+    }
 });
 Node.define(DocumentFragment, node.parentMembers);
 
@@ -159,7 +174,8 @@ function fragmentOf(cluster, handle) {
 }
 
 function importNode(cluster, original, deep) {
-    if (original._type === 6 || original._type === 12) return doctypes.imported(original, cluster, deep);
+    if (original._type === 6 || original._type === 12)
+        return doctypes.imported(original, cluster, deep);
     var handle = copyFor(cluster, original, deep || original._type === 2);
     if (original._type === 5) cluster.hasReferences = true;
     if (original._cluster.hasReferences) cluster.hasReferences = true;
@@ -173,9 +189,11 @@ function importNode(cluster, original, deep) {
         return node.copied(original, attribute);
     }
     if (original._type === 1) {
-        cluster.prefixedAttributes = cluster.prefixedAttributes || original._cluster.prefixedAttributes;
+        cluster.prefixedAttributes =
+            cluster.prefixedAttributes || original._cluster.prefixedAttributes;
         namespaces.scan(cluster, handle);
-        if (deep) handle = namespaces.withoutAdded(cluster, handle, copyFor(cluster, original, false));
+        if (deep)
+            handle = namespaces.withoutAdded(cluster, handle, copyFor(cluster, original, false));
     }
     return node.copied(original, cluster.adopt(handle));
 }
@@ -185,8 +203,8 @@ function copyFor(cluster, original, deep) {
         xmlDOMNodeCloneNode(original._handle, deep ? 1 : 0);
 }
 
-/** The Document of a document's handle, which from now on ends with its objects. The text that it was
-    parsed from, where it is known, saves looking for namespaces later. */
+/** The Document of a document's handle, which from now on ends with its objects. The text that it
+    was parsed from, where it is known, saves looking for namespaces later. */
 function documentOf(handle, text) {
     var cluster = new clusters.Cluster(handle);
     if (text !== undefined && text.indexOf('xmlns') < 0) {
@@ -214,8 +232,10 @@ DOMImplementation.prototype = {
     createDocumentType: function (qualifiedName, publicId, systemId) {
         var name = names.checkName(qualifiedName);
         var colon = name.indexOf(':');
-        refuseIf(colon === 0 || colon === name.length - 1 || colon !== name.lastIndexOf(':'), 'NAMESPACE_ERR', 'this is no qualified name: ' + name);
-        refuseIf(names.isWide(name + publicId + systemId), 'NOT_SUPPORTED_ERR', 'a document type can have no characters above U+FFFF here');
+        refuseIf(colon === 0 || colon === name.length - 1 || colon !== name.lastIndexOf(':'),
+                 'NAMESPACE_ERR', 'this is no qualified name: ' + name);
+        refuseIf(names.isWide(name + publicId + systemId), 'NOT_SUPPORTED_ERR',
+                 'a document type can have no characters above U+FFFF here');
         var handle = xmlDOMDocCreateDoctype(name);
         if (publicId) xmlDOMDoctypeSetProperty(handle, 0, names.checkText(publicId));
         if (systemId) xmlDOMDoctypeSetProperty(handle, 1, names.checkText(systemId));
@@ -226,9 +246,11 @@ DOMImplementation.prototype = {
     },
     /** Makes a document with a root element and, when that is not null, a document type. */
     createDocument: function (uri, qualifiedName, doctype) {
-        var empty = (qualifiedName === null || qualifiedName === undefined || qualifiedName === '') && !uri;
+        var empty =
+            (qualifiedName === null || qualifiedName === undefined || qualifiedName === '') && !uri;
         if (!empty) names.split(uri, qualifiedName);
-        refuseIf(doctype && doctype._cluster, 'WRONG_DOCUMENT_ERR', 'the document type is that of another document');
+        refuseIf(doctype && doctype._cluster, 'WRONG_DOCUMENT_ERR',
+                 'the document type is that of another document');
         clusters.collect(0);
         var document = documentOf(xmlDOMDocCreateDoc('1.0'));
         if (doctype) doctype._attach(document);

@@ -12,9 +12,13 @@ var Node = node.Node;
 var namedMembers = {
     get namespaceURI() {
         if (this._uri === undefined) {
-            this._uri = this._level1 ? null : node.readName(this._handle, 'namespace-uri', function (handle) {
-                return xmlDOMNodeGetPropertyNS(handle, 1);
-            }) || null;
+            this._uri =
+                this._level1
+                    ? null
+                    : node.readName(
+                          this._handle, 'namespace-uri',
+                          function (handle) { return xmlDOMNodeGetPropertyNS(handle, 1); }) ||
+                          null;
         }
         return this._uri;
     },
@@ -26,10 +30,13 @@ var namedMembers = {
     set prefix(prefix) {
         node.checkWritable(this);
         prefix = prefix === null || prefix === '' ? null : names.checkName(prefix);
-        refuseIf(prefix !== null && prefix.indexOf(':') >= 0, 'NAMESPACE_ERR', 'this is no prefix: ' + prefix);
-        refuseIf(this.namespaceURI === null && prefix !== null, 'NAMESPACE_ERR', 'the node is in no namespace');
+        refuseIf(prefix !== null && prefix.indexOf(':') >= 0, 'NAMESPACE_ERR',
+                 'this is no prefix: ' + prefix);
+        refuseIf(this.namespaceURI === null && prefix !== null, 'NAMESPACE_ERR',
+                 'the node is in no namespace');
         if (prefix === this.prefix) return;
-        refuseIf(prefix === 'xml' && this.namespaceURI !== names.XML, 'NAMESPACE_ERR', 'the prefix xml has a namespace of its own');
+        refuseIf(prefix === 'xml' && this.namespaceURI !== names.XML, 'NAMESPACE_ERR',
+                 'the prefix xml has a namespace of its own');
         this._rename(prefix, (prefix === null ? '' : prefix + ':') + this.localName);
     },
     get localName() {
@@ -39,10 +46,10 @@ var namedMembers = {
     }
 };
 
-// ---- Attributes -----------------------------------------------------------------------------------
+// ---- Attributes ---------------------------------------------------------------------------------
 
-/** An attribute. `_owner` is its element where libxml2 does not know: for declarations of namespaces,
-    and for attributes that are there because the document type gives them a default. */
+/** An attribute. `_owner` is its element where libxml2 does not know: for declarations of
+    namespaces, and for attributes that are there because the document type gives them a default. */
 function Attr(cluster, handle) { Node.call(this, cluster, handle); }
 Node.extend(Attr, Node, 2, {
     /** The name, with the prefix. */
@@ -89,8 +96,10 @@ Node.extend(Attr, Node, 2, {
         return result;
     },
     _rename: function (prefix, name) {
-        refuseIf(prefix === 'xmlns' && this.namespaceURI !== names.XMLNS, 'NAMESPACE_ERR', 'the prefix xmlns declares namespaces');
-        refuseIf(name === 'xmlns' || this._declares !== undefined, 'NAMESPACE_ERR', 'a declaration keeps its name');
+        refuseIf(prefix === 'xmlns' && this.namespaceURI !== names.XMLNS, 'NAMESPACE_ERR',
+                 'the prefix xmlns declares namespaces');
+        refuseIf(name === 'xmlns' || this._declares !== undefined, 'NAMESPACE_ERR',
+                 'a declaration keeps its name');
         if (prefix === null && this.namespaceURI !== null) {
             refuseIf(true, 'NAMESPACE_ERR', 'an attribute in a namespace has a prefix');
         }
@@ -98,8 +107,10 @@ Node.extend(Attr, Node, 2, {
         if (element) element.removeAttributeNode(this);
         var cluster = this._cluster;
         var old = this._handle;
-        var made = namespaces.create(cluster, 2, { prefix: prefix, local: this.localName, uri: this.namespaceURI });
-        for (var child; (child = xmlDOMNodeGetRelative(old, 3));) cluster.place(made, child, 0, xmlDOMNodeGetType(child) === 3);
+        var made = namespaces.create(
+            cluster, 2, { prefix: prefix, local: this.localName, uri: this.namespaceURI });
+        for (var child; (child = xmlDOMNodeGetRelative(old, 3));)
+            cluster.place(made, child, 0, xmlDOMNodeGetType(child) === 3);
         cluster.rebind(old, made);
         xmlDOMNodeFreeNode(old);
         this._life = null;
@@ -126,7 +137,8 @@ function readValue(attribute) {
         }
     }
     var value = '';
-    for (var child = attribute.firstChild; child; child = child.nextSibling) value += child.textContent;
+    for (var child = attribute.firstChild; child; child = child.nextSibling)
+        value += child.textContent;
     return value;
 }
 
@@ -134,7 +146,8 @@ function setValue(attribute, text) {
     var cluster = attribute._cluster;
     var handle = attribute._handle;
     var only = xmlDOMNodeGetRelative(handle, 3);
-    if (only && !cluster.nodes[only] && !xmlDOMNodeGetRelative(only, 1) && xmlDOMNodeGetType(only) === 3 && !names.isWide(text)) {
+    if (only && !cluster.nodes[only] && !xmlDOMNodeGetRelative(only, 1) &&
+        xmlDOMNodeGetType(only) === 3 && !names.isWide(text)) {
         xmlDOMNodeSetValue(only, text);
     } else {
         node.clear(attribute);
@@ -168,7 +181,8 @@ function link(element, attribute) {
         namespaces.fitting(element, attribute);
         var inNamespace = attribute.namespaceURI !== null;
         if (inNamespace) cluster.prefixedAttributes = true;
-        (inNamespace ? xmlDOMElementSetAttributeNodeNS : xmlDOMElementSetAttributeNode)(element._handle, attribute._handle);
+        (inNamespace ? xmlDOMElementSetAttributeNodeNS
+                     : xmlDOMElementSetAttributeNode)(element._handle, attribute._handle);
     }
     cluster.version++;
 }
@@ -189,7 +203,7 @@ function unlink(element, attribute) {
     element._cluster.version++;
 }
 
-// ---- Elements -------------------------------------------------------------------------------------
+// ---- Elements -----------------------------------------------------------------------------------
 
 /** An element. */
 function Element(cluster, handle) { Node.call(this, cluster, handle); }
@@ -199,10 +213,12 @@ Node.extend(Element, Node, 1, {
     get attributes() {
         var element = this;
         if (!this._attributes) {
-            this._attributes = new lists.NamedNodeMap(this._cluster, function () { return attributesOf(element); }, {
-                put: function (attribute, byNamespace) { return put(element, attribute, byNamespace); },
-                remove: function (attribute) { element.removeAttributeNode(attribute); }
-            });
+            this._attributes = new lists.NamedNodeMap(
+                this._cluster, function () { return attributesOf(element); }, {
+                    put: function(attribute,
+                                   byNamespace) { return put(element, attribute, byNamespace); },
+                    remove: function (attribute) { element.removeAttributeNode(attribute); }
+                });
         }
         return this._attributes;
     },
@@ -248,7 +264,8 @@ Node.extend(Element, Node, 1, {
     /** Takes an attribute out and gives it. */
     removeAttributeNode: function (attribute) {
         node.checkWritable(this);
-        refuseIf(!(attribute instanceof Attr) || attribute.ownerElement !== this, 'NOT_FOUND_ERR', 'this element has no such attribute');
+        refuseIf(!(attribute instanceof Attr) || attribute.ownerElement !== this, 'NOT_FOUND_ERR',
+                 'this element has no such attribute');
         unlink(this, attribute);
         return attribute;
     },
@@ -273,7 +290,8 @@ Node.extend(Element, Node, 1, {
             link(this, attribute);
             return;
         }
-        if (!declares && attribute.prefix !== name.prefix) attribute._rename(name.prefix, name.name);
+        if (!declares && attribute.prefix !== name.prefix)
+            attribute._rename(name.prefix, name.name);
         setValue(attribute, value);
     },
     removeAttributeNS: function (uri, local) {
@@ -288,12 +306,18 @@ Node.extend(Element, Node, 1, {
     /** The elements below of a name ('*': all), a live NodeList in document order. */
     getElementsByTagName: function (name) { return exports.descendants(this, String(name)); },
     /** The same by namespace URI and local name, each of them '*' for any. */
-    getElementsByTagNameNS: function (uri, local) { return exports.descendantsNS(this, uri, String(local)); },
+    getElementsByTagNameNS: function (uri, local) {
+        return exports.descendantsNS(this, uri, String(local));
+    },
 
     _declaration: function (prefix, uri) {
         var attribute = createAttributeNS(this._cluster, {
-            name: prefix ? 'xmlns:' + prefix : 'xmlns', prefix: prefix ? 'xmlns' : null, local: prefix || 'xmlns', uri: names.XMLNS
-        }, true);
+            name: prefix ? 'xmlns:' + prefix : 'xmlns',
+            prefix: prefix ? 'xmlns' : null,
+            local: prefix || 'xmlns',
+            uri: names.XMLNS
+        },
+                                          true);
         setValue(attribute, uri);
         attribute._owner = this;
         return attribute;
@@ -305,7 +329,8 @@ Node.extend(Element, Node, 1, {
         var parent = this.parentNode;
         var next = this.nextSibling;
         if (!this._detached) node.take(this);
-        var made = namespaces.create(cluster, 1, { prefix: prefix, local: this.localName, uri: this.namespaceURI });
+        var made = namespaces.create(
+            cluster, 1, { prefix: prefix, local: this.localName, uri: this.namespaceURI });
         namespaces.replaceBy(cluster, this._handle, made);
         this._name = name;
         var self = this;
@@ -324,7 +349,8 @@ function plain(element, name) {
     if (name.indexOf(':') >= 0) return false;
     var cluster = element._cluster;
     if (cluster.prefixedAttributes === undefined) {
-        cluster.prefixedAttributes = xmlDOMNodeSelectNodes(cluster.doc, '(//@*[contains(name(),":")])[1]') !== '4';
+        cluster.prefixedAttributes =
+            xmlDOMNodeSelectNodes(cluster.doc, '(//@*[contains(name(),":")])[1]') !== '4';
     }
     return !cluster.prefixedAttributes;
 }
@@ -332,17 +358,20 @@ function plain(element, name) {
 /** The attribute of a name: declared namespaces, real ones, defaults. */
 function find(element, name) {
     if (/^xmlns(:|$)/.test(name)) {
-        return first(namespaces.declared(element), function (attribute) { return attribute.nodeName === name; });
+        return first(namespaces.declared(element),
+                     function (attribute) { return attribute.nodeName === name; });
     }
     var cluster = element._cluster;
     if (name.indexOf(':') < 0) {
         var found = xmlDOMElementGetAttributeNode(element._handle, name);
         var isReal = found !== undefined && xmlDOMAttrGetSpecified(found);
-        if (isReal && (plain(element, name) || cluster.node(found).nodeName === name)) return cluster.node(found);
+        if (isReal && (plain(element, name) || cluster.node(found).nodeName === name))
+            return cluster.node(found);
         if (!isReal && !names.isWide(name)) return defaultOf(element, name, null);
     }
-    return first(realAttributes(element), function (attribute) { return attribute.nodeName === name; }) ||
-        defaultOf(element, name, null);
+    return first(realAttributes(element),
+                 function (attribute) { return attribute.nodeName === name; }) ||
+           defaultOf(element, name, null);
 }
 
 /** The same by namespace and local name. */
@@ -350,7 +379,9 @@ function findNS(element, uri, local) {
     uri = uri || null;
     local = String(local);
     function matches(attribute) {
-        return attribute.namespaceURI === uri && (attribute.localName === null ? uri === null && attribute.nodeName === local : attribute.localName === local);
+        return attribute.namespaceURI === uri &&
+               (attribute.localName === null ? uri === null && attribute.nodeName === local
+                                             : attribute.localName === local);
     }
     if (uri === names.XMLNS) return first(namespaces.declared(element), matches);
     var found = first(realAttributes(element), matches);
@@ -365,28 +396,34 @@ function first(list, test) {
 
 function realAttributes(element) {
     var cluster = element._cluster;
-    return names.handles(xmlDOMNodeSelectNodes(element._handle, '@*')).map(function (handle) { return cluster.node(handle); });
+    return names.handles(xmlDOMNodeSelectNodes(element._handle, '@*'))
+        .map(function (handle) { return cluster.node(handle); });
 }
 
 function attributesOf(element) {
     var real = realAttributes(element);
-    return hasNamespaces(element._cluster) ? namespaces.declared(element).concat(real, defaults(element)) : real.concat(defaults(element));
+    return hasNamespaces(element._cluster)
+               ? namespaces.declared(element).concat(real, defaults(element))
+               : real.concat(defaults(element));
 }
 
 /** Whether anything in the document, or made for it, has a namespace. */
 function hasNamespaces(cluster) {
     namespaces.scanDocument(cluster);
-    return cluster.tangled || Object.keys(cluster.bindings).some(function (prefix) { return cluster.bindings[prefix] !== ''; });
+    return cluster.tangled ||
+           Object.keys(cluster.bindings)
+               .some(function (prefix) { return cluster.bindings[prefix] !== ''; });
 }
 
-// ---- Defaults of the document type ----------------------------------------------------------------
+// ---- Defaults of the document type --------------------------------------------------------------
 
 /** The attributes that an element has by default. */
 function defaults(element) {
     var doctype = element.ownerDocument.doctype;
     var declared = doctype && doctype._defaults()[element.nodeName];
     if (!declared) return [];
-    return declared.map(function (name) { return defaultOf(element, name, realAttributes(element)); })
+    return declared
+        .map(function (name) { return defaultOf(element, name, realAttributes(element)); })
         .filter(function (attribute) { return attribute !== null; });
 }
 
@@ -411,22 +448,27 @@ function defaultOf(element, name, real) {
 function defaultAttribute(element, name) {
     var colon = name.indexOf(':');
     var prefix = name.slice(0, Math.max(colon, 0));
-    var uri = colon > 0 && prefix !== 'xml' && prefix !== 'xmlns' && namespaces.allBindings(element)[prefix];
+    var uri = colon > 0 && prefix !== 'xml' && prefix !== 'xmlns' &&
+              namespaces.allBindings(element)[prefix];
     if (!uri) return createAttribute(element._cluster, name);
-    return createAttributeNS(element._cluster, { name: name, prefix: prefix, local: name.slice(colon + 1), uri: uri }, false);
+    return createAttributeNS(
+        element._cluster,
+        { name: name, prefix: prefix, local: name.slice(colon + 1), uri: uri }, false);
 }
 
-// ---- Putting and making attributes ----------------------------------------------------------------
+// ---- Putting and making attributes --------------------------------------------------------------
 
 function put(element, attribute, byNamespace) {
     refuseIf(!(attribute instanceof Attr), 'HIERARCHY_REQUEST_ERR', 'this is no attribute');
     node.checkWritable(element);
-    refuseIf(attribute._cluster !== element._cluster, 'WRONG_DOCUMENT_ERR', 'the attribute is of another document: use importNode');
+    refuseIf(attribute._cluster !== element._cluster, 'WRONG_DOCUMENT_ERR',
+             'the attribute is of another document: use importNode');
     var owner = attribute.ownerElement;
     if (owner === element && !attribute._isDefault) return attribute;
     refuseIf(owner, 'INUSE_ATTRIBUTE_ERR', 'the attribute is in an element: clone it');
-    var old = byNamespace && attribute.localName !== null ? findNS(element, attribute.namespaceURI, attribute.localName)
-                                                         : find(element, attribute.nodeName);
+    var old = byNamespace && attribute.localName !== null
+                  ? findNS(element, attribute.namespaceURI, attribute.localName)
+                  : find(element, attribute.nodeName);
     if (old) unlink(element, old);
     link(element, attribute);
     return old;
@@ -439,9 +481,13 @@ function createAttribute(cluster, name) {
         var local = name.slice(name.indexOf(':') + 1);
         var uri = prefix[1] === 'xml' ? names.XML : names.XMLNS;
         var declares = prefix[1] === 'xmlns';
-        return createAttributeNS(cluster, { name: name, prefix: name === 'xmlns' ? null : prefix[1], local: local, uri: uri }, declares);
+        return createAttributeNS(
+            cluster,
+            { name: name, prefix: name === 'xmlns' ? null : prefix[1], local: local, uri: uri },
+            declares);
     }
-    var attribute = own(cluster.node(namespaces.create(cluster, 2, { prefix: null, local: name, uri: null })));
+    var attribute = own(
+        cluster.node(namespaces.create(cluster, 2, { prefix: null, local: name, uri: null })));
     attribute._level1 = true;
     return attribute;
 }
@@ -449,9 +495,11 @@ exports.createAttribute = createAttribute;
 
 function createAttributeNS(cluster, name, declares) {
     var prefix = name.prefix;
-    if (name.uri && !prefix && !declares) prefix = 'ns1';       // libxml2 needs one to write it down
-    var handle = declares ? namespaces.create(cluster, 2, { prefix: null, local: 'xmlns', uri: null })
-                          : namespaces.create(cluster, 2, { prefix: prefix, local: name.local, uri: name.uri });
+    if (name.uri && !prefix && !declares) prefix = 'ns1'; // libxml2 needs one to write it down
+    var handle = declares
+                     ? namespaces.create(cluster, 2, { prefix: null, local: 'xmlns', uri: null })
+                     : namespaces.create(cluster, 2,
+                                         { prefix: prefix, local: name.local, uri: name.uri });
     var attribute = own(cluster.node(handle));
     attribute._name = name.name;
     attribute._uri = name.uri;
@@ -460,32 +508,37 @@ function createAttributeNS(cluster, name, declares) {
 }
 exports.createAttributeNS = createAttributeNS;
 
-// ---- Elements by name -----------------------------------------------------------------------------
+// ---- Elements by name ---------------------------------------------------------------------------
 
 /** The elements below a node of a name, as getElementsByTagName. */
 exports.descendants = function (parent, name) {
     // A test by name alone is many times as fast, and is for elements in no namespace.
-    var xpath = name === '*' ? 'descendant::*'
-              : names.isWide(name) ? null
-              : !hasNamespaces(parent._cluster) && /^[A-Za-z_][\w.\-]*$/.test(name) ? 'descendant::' + name
-              : 'descendant::*[name()=' + names.literal(name) + ']';
-    return list(parent, xpath, function (element) { return name === '*' || element.nodeName === name; });
+    var xpath = name === '*'         ? 'descendant::*'
+                : names.isWide(name) ? null
+                : !hasNamespaces(parent._cluster) && /^[A-Za-z_][\w.\-]*$/.test(name)
+                    ? 'descendant::' + name
+                    : 'descendant::*[name()=' + names.literal(name) + ']';
+    return list(parent, xpath,
+                function (element) { return name === '*' || element.nodeName === name; });
 };
 
 exports.descendantsNS = function (parent, uri, local) {
     uri = uri === undefined || uri === null ? '' : String(uri);
     var tests = (local === '*' ? '' : '[local-name()=' + names.literal(local) + ']') +
                 (uri === '*' ? '' : '[namespace-uri()=' + names.literal(uri) + ']');
-    return list(parent, names.isWide(local + uri) ? null : 'descendant::*' + tests, function (element) {
-        return (local === '*' || (element.localName || element.nodeName) === local) && (uri === '*' || (element.namespaceURI || '') === uri);
-    });
+    return list(parent, names.isWide(local + uri) ? null : 'descendant::*' + tests,
+                function (element) {
+                    return (local === '*' || (element.localName || element.nodeName) === local) &&
+                           (uri === '*' || (element.namespaceURI || '') === uri);
+                });
 };
 
 /** By XPath where it sees all: it passes over what entity references stand for. */
 function list(parent, xpath, matches) {
     var cluster = parent._cluster;
     return new lists.NodeList(cluster, function () {
-        if (xpath && !cluster.hasReferences) return xmlDOMNodeSelectNodes(parent._container(), xpath);
+        if (xpath && !cluster.hasReferences)
+            return xmlDOMNodeSelectNodes(parent._container(), xpath);
         var found = [];
         walk(parent, matches, found);
         return found;

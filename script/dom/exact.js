@@ -30,13 +30,17 @@ exports.load = function (text, keepBlanks) {
     var head = declaration.exec(text.slice(0, 1000));
     var encoding = head && head[2] ? head[2].slice(1, -1) : '';
     var rest = head ? text.slice(head[0].length) : text;
-    var doc = xmlDOMDocLoadXMLString(encoding ? '<?xml version=' + head[1] + ' encoding="UTF-8"' + rest : text, keepBlanks);
+    var doc = xmlDOMDocLoadXMLString(
+        encoding ? '<?xml version=' + head[1] + ' encoding="UTF-8"' + rest : text, keepBlanks);
     // Halves of characters do not parse. What is wrong otherwise too, is wrong again.
     var wide = !doc && names.isWide(text);
     if (wide) {
         rest = names.replaceEncoded(rest, notDirect, shifted);
-        doc = rest === null ? undefined : xmlDOMDocLoadXMLString(
-            '<?xml version=' + (head ? head[1] : '"1.0"') + ' encoding="UTF-7"' + (head ? '' : '?>') + rest, keepBlanks);
+        doc = rest === null
+                  ? undefined
+                  : xmlDOMDocLoadXMLString('<?xml version=' + (head ? head[1] : '"1.0"') +
+                                               ' encoding="UTF-7"' + (head ? '' : '?>') + rest,
+                                           keepBlanks);
     }
     if (!doc) return undefined;
     if (wide || encoding) xmlDOMDocSetProperty(doc, 1, encoding || 'UTF-8');
@@ -44,9 +48,11 @@ exports.load = function (text, keepBlanks) {
 };
 
 // What UTF-7 does not take as it is, in encoded text. Runs are cut: the engine recurses over them.
-var notDirect = /(?:%[C-F][0-9A-F](?:%[89AB][0-9A-F]){1,3}|%2B|%5C|%7F|%0[0-8BCEF]|%1[0-9A-F]|~){1,60}/g;
+var notDirect =
+    /(?:%[C-F][0-9A-F](?:%[89AB][0-9A-F]){1,3}|%2B|%5C|%7F|%0[0-8BCEF]|%1[0-9A-F]|~){1,60}/g;
 
-var declaration = /^<\?xml\s+version\s*=\s*("[^"<]*"|'[^'<]*')(?:\s+encoding\s*=\s*("[A-Za-z][\w.\-]*"|'[A-Za-z][\w.\-]*'))?/;
+var declaration =
+    /^<\?xml\s+version\s*=\s*("[^"<]*"|'[^'<]*')(?:\s+encoding\s*=\s*("[A-Za-z][\w.\-]*"|'[A-Za-z][\w.\-]*'))?/;
 
 /** A copy, for a document, of the node that `pick` takes from the root element of parsed XML. */
 exports.make = function (owner, xml, pick) {
@@ -59,7 +65,14 @@ exports.make = function (owner, xml, pick) {
 
 /** The text that serialised character data stands for. */
 exports.unescapeText = function (xml) {
-    return xml.split('&lt;').join('<').split('&gt;').join('>').split('&#13;').join('\r').split('&amp;').join('&');
+    return xml.split('&lt;')
+        .join('<')
+        .split('&gt;')
+        .join('>')
+        .split('&#13;')
+        .join('\r')
+        .split('&amp;')
+        .join('&');
 };
 
 /** The text that XML with any references to characters stands for. */
@@ -77,7 +90,7 @@ function character(code) {
 }
 exports.character = character;
 
-// ---- Reading --------------------------------------------------------------------------------------
+// ---- Reading ------------------------------------------------------------------------------------
 
 // Documents of this module's own, which end with it.
 var scratch = null;
@@ -126,7 +139,8 @@ exports.textOf = function (handle) {
 var pageSize = 256;
 var slots = 16;         // characters that one look-up decodes
 
-/** Enters characters into the table: for each and each slot an element whose ID is slot and character. */
+/** Enters characters into the table: for each and each slot an element whose ID is slot and
+    character. */
 function learn(codes) {
     var xml = '', entries = [];
     codes.forEach(function (code) {
@@ -142,9 +156,11 @@ function learn(codes) {
 /** Copies elements, given as XML, to the end of an element of the table; gives their handles. */
 function copyAll(xml, parent) {
     var loaded = exports.load('<r>' + xml + '</r>', 1);
-    var copies = names.handles(xmlDOMNodeSelectNodes(xmlDOMDocGetRootNode(loaded.doc), '*')).map(function (handle) {
-        return xmlDOMNodeAddChild(0, parent, xmlDOMNodeImportNode(handle, 1, scratch.table));
-    });
+    var copies = names.handles(xmlDOMNodeSelectNodes(xmlDOMDocGetRootNode(loaded.doc), '*'))
+                     .map(function (handle) {
+                         return xmlDOMNodeAddChild(0, parent,
+                                                   xmlDOMNodeImportNode(handle, 1, scratch.table));
+                     });
     xmlDOMDocFreeDoc(loaded.doc);
     return copies;
 }
@@ -178,19 +194,25 @@ function addPlane(plane) {
 var planes = [0, 1, 2, 3, 14, 15, 16, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13];
 
 /** Whether an XPath condition holds. */
-function holds(condition) { return xmlDOMNodeSelectNodes(scratch.root, 'self::*[' + condition + ']') !== '4'; }
+function holds(condition) {
+    return xmlDOMNodeSelectNodes(scratch.root, 'self::*[' + condition + ']') !== '4';
+}
 
 var blanks = [' ', '\n', '\t', '\r'];       // no ID has them
 
 /** Finds the character of an XPath expression that the table lacks, and enters it. */
 function discover(at) {
-    for (var i = 0; i < blanks.length; i++) if (holds(at + '="' + blanks[i] + '"')) return blanks[i];
+    for (var i = 0; i < blanks.length; i++)
+        if (holds(at + '="' + blanks[i] + '"')) return blanks[i];
     for (i = 0; i < planes.length; i++) {
         if (!scratch.planes[planes[i]]) addPlane(planes[i]);
-        var page = names.handles(xmlDOMNodeSelectNodes(scratch.pages, 'p[contains(.,' + at + ')]'))[0];
+        var page =
+            names.handles(xmlDOMNodeSelectNodes(scratch.pages, 'p[contains(.,' + at + ')]'))[0];
         if (!page) continue;
-        var before = 'string-length(substring-before(/t/pages/p[' + scratch.position[page] + '],' + at + '))';
-        var number = names.handles(xmlDOMNodeSelectNodes(scratch.numbers, 'n[1+' + before + ']'))[0];
+        var before = 'string-length(substring-before(/t/pages/p[' + scratch.position[page] + '],' +
+                     at + '))';
+        var number =
+            names.handles(xmlDOMNodeSelectNodes(scratch.numbers, 'n[1+' + before + ']'))[0];
         var code = codesOf(scratch.first[page])[scratch.order[number]];
         learn([code]);
         return character(code);
@@ -204,11 +226,13 @@ function decode(expression) {
     for (var start = 1;; start += slots) {
         var ids = [], found = [];
         for (var slot = 0; slot < slots; slot++)
-            ids.push('"' + (slot ? ' ' : '') + base64.charAt(slot) + '",substring(' + expression + ',' + (start + slot) + ',1)');
-        names.handles(xmlDOMNodeSelectNodes(scratch.root, 'id(concat(' + ids.join(',') + '))')).forEach(function (handle) {
-            var entry = scratch.known[handle];
-            found[entry.slot] = entry.character;
-        });
+            ids.push('"' + (slot ? ' ' : '') + base64.charAt(slot) + '",substring(' + expression +
+                     ',' + (start + slot) + ',1)');
+        names.handles(xmlDOMNodeSelectNodes(scratch.root, 'id(concat(' + ids.join(',') + '))'))
+            .forEach(function (handle) {
+                var entry = scratch.known[handle];
+                found[entry.slot] = entry.character;
+            });
         for (slot = 0; slot < slots; slot++) {
             if (found[slot] === undefined) {
                 var at = 'substring(' + expression + ',' + (start + slot) + ',1)';
@@ -227,7 +251,8 @@ function withCopy(handle, attribute, read) {
     if (attribute) {
         // An attribute's namespace is looked up where it is; on an element of its own it keeps it.
         var holder = xmlDOMDocCreateNode(s.table, 1, 'h');
-        if (xmlDOMElementSetAttributeNodeNS(holder, copy) === undefined) xmlDOMElementSetAttributeNode(holder, copy);
+        if (xmlDOMElementSetAttributeNodeNS(holder, copy) === undefined)
+            xmlDOMElementSetAttributeNode(holder, copy);
         copy = holder;
     }
     xmlDOMNodeAddChild(0, s.place, copy);
@@ -247,7 +272,8 @@ exports.valueOf = function (handle) {
 exports.nameOf = function (handle, xpathFunction) {
     var attribute = xmlDOMNodeGetType(handle) === 2;
     return withCopy(handle, attribute, function () {
-        return decode((xpathFunction || 'name') + '(/t/place/' + (attribute ? '*/@*' : 'node()') + ')');
+        return decode((xpathFunction || 'name') + '(/t/place/' + (attribute ? '*/@*' : 'node()') +
+                      ')');
     });
 };
 

@@ -8,7 +8,8 @@ var codes = {
     SYNTAX_ERR: 12, INVALID_MODIFICATION_ERR: 13, NAMESPACE_ERR: 14, INVALID_ACCESS_ERR: 15
 };
 
-/** An error of the DOM: `code` is its number, `name` the name of the number, `message` the reason. */
+/** An error of the DOM: `code` is its number, `name` the name of the number, `message` the
+    reason. */
 function DOMException(name, message) {
     this.name = name;
     this.code = codes[name];

@@ -1,12 +1,13 @@
-// HTML from text. libxml2 takes text for what its meta element says, or for ISO-8859-1; so all of it is
-// made ASCII: references where HTML knows them, and marked words in comments, scripts and styles, which
-// are written back afterwards.
+// HTML from text. libxml2 takes text for what its meta element says, or for ISO-8859-1; so all of
+// it is made ASCII: references where HTML knows them, and marked words in comments, scripts and
+// styles, which are written back afterwards.
 var data = require('./data');
 var exact = require('./exact');
 var names = require('./names');
 
 // In encoded text: comments, tags with raw text and that text, other characters that are not ASCII.
-var parts = /%3C!--[^]*?--%3E|%3C(script|style)\b[^]*?%3E[^]*?%3C%2F\1\b|(?:%[C-F][0-9A-F](?:%[89AB][0-9A-F]){1,3}){1,60}/gi;
+var parts =
+    /%3C!--[^]*?--%3E|%3C(script|style)\b[^]*?%3E[^]*?%3C%2F\1\b|(?:%[C-F][0-9A-F](?:%[89AB][0-9A-F]){1,3}){1,60}/gi;
 var characters = /%[C-F][0-9A-F](?:%[89AB][0-9A-F]){1,3}/g;
 
 /** Loads HTML text; undefined when it cannot be parsed at all. */
@@ -18,7 +19,8 @@ exports.load = function (text, keepBlanks) {
     var marked = false;
 
     function references(part) {
-        return names.replaceEncoded(part, characters, function (c) { return '&#' + codeOf(c) + ';'; });
+        return names.replaceEncoded(part, characters,
+                                    function (c) { return '&#' + codeOf(c) + ';'; });
     }
     function marks(part) {
         return names.replaceEncoded(part, characters, function (c) {
@@ -45,13 +47,15 @@ function codeOf(c) {
 /** The text with U+FFFD for halves of characters above U+FFFF. */
 function whole(text) {
     if (!names.isBroken(text)) return text;
-    return text.replace(/[\uD800-\uDBFF][\uDC00-\uDFFF]|[\uD800-\uDFFF]/g, function (c) { return c.length === 2 ? c : '\uFFFD'; });
+    return text.replace(/[\uD800-\uDBFF][\uDC00-\uDFFF]|[\uD800-\uDFFF]/g,
+                        function (c) { return c.length === 2 ? c : '\uFFFD'; });
 }
 
 /** Writes back what was marked. */
 function unmark(doc, mark) {
     var word = new RegExp(mark + '(\\d+);', 'g');
-    var found = xmlDOMNodeSelectNodes(doc, '//comment()[contains(.,"' + mark + '")]|//text()[contains(.,"' + mark + '")]');
+    var found = xmlDOMNodeSelectNodes(doc, '//comment()[contains(.,"' + mark +
+                                               '")]|//text()[contains(.,"' + mark + '")]');
     names.handles(found).forEach(function (handle) {
         var type = xmlDOMNodeGetType(handle);
         var marked = type === 3 ? data.readText(handle) : xmlDOMNodeGetValue(handle);

@@ -1,14 +1,16 @@
 // Live lists: they show the tree as it is, and look at it again only when it has changed.
 var refuseIf = require('./exception').refuseIf;
 
-// list[0] and so on are properties of the prototypes, up to the longest list whose length was asked.
+// list[0] and so on are properties of the prototypes, up to the longest list whose length was
+// asked.
 var indexed = 0;
 
 function reach(length) {
     for (; indexed < length; indexed++) {
         [NodeList.prototype, NamedNodeMap.prototype].forEach(function (prototype) {
             var index = indexed;
-            Object.defineProperty(prototype, index, { get: function () { return this.item(index) || undefined; } });
+            Object.defineProperty(prototype, index,
+                                  { get: function () { return this.item(index) || undefined; } });
         });
     }
 }
@@ -61,8 +63,8 @@ NodeList.prototype = {
     }
 };
 
-/** A map of nodes by name. `collect` gives an array of nodes; `change` has the functions that put and
-    take, none for a map that cannot be changed. */
+/** A map of nodes by name. `collect` gives an array of nodes; `change` has the functions that put
+    and take, none for a map that cannot be changed. */
 function NamedNodeMap(cluster, collect, change) {
     this._cluster = cluster;
     this._collect = collect;
@@ -98,16 +100,16 @@ NamedNodeMap.prototype = {
     /** The node of a namespace and local name; null without one. */
     getNamedItemNS: function (uri, local) {
         uri = uri || null;
-        return first(listOf(this), function (node) { return node.localName === local && node.namespaceURI === uri; });
+        return first(
+            listOf(this),
+            function (node) { return node.localName === local && node.namespaceURI === uri; });
     },
     /** Puts a node in; gives the one of the same name that it replaces, or null. */
     setNamedItem: function (node) { return changeOf(this).put(node, false); },
     /** The same, by namespace and local name. */
     setNamedItemNS: function (node) { return changeOf(this).put(node, true); },
     /** Takes the node of a name out and gives it. */
-    removeNamedItem: function (name) {
-        return take(this, this.getNamedItem(name), name);
-    },
+    removeNamedItem: function (name) { return take(this, this.getNamedItem(name), name); },
     /** The same, by namespace and local name. */
     removeNamedItemNS: function (uri, local) {
         return take(this, this.getNamedItemNS(uri, local), local);
@@ -131,11 +133,12 @@ reach(16);
 exports.NodeList = NodeList;
 exports.NamedNodeMap = NamedNodeMap;
 
-/** A list that collects the children of a node: one call, unless there may be entity references, which
-    XPath passes over. */
+/** A list that collects the children of a node: one call, unless there may be entity references,
+    which XPath passes over. */
 exports.childHandles = function (node) {
     var handle = node._container();
-    if (!node._cluster.hasReferences && node._type === 1) return xmlDOMNodeSelectNodes(handle, 'node()');
+    if (!node._cluster.hasReferences && node._type === 1)
+        return xmlDOMNodeSelectNodes(handle, 'node()');
     var found = [];
     for (var child = node.firstChild; child; child = child.nextSibling) found.push(child);
     return found;

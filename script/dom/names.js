@@ -12,8 +12,8 @@ function encoded(text) {
     try { return encodeURIComponent(text); } catch (e) { return null; }
 }
 
-/** The text with `replace` applied to runs of its characters, which are given as they are. The pattern is
-    for the encoded text: searches of text that is not ASCII take the engine time that grows with the
+/** The text with `replace` applied to runs of its characters, which are given as they are. The
+    pattern is for the encoded text: searches of text that is not ASCII take the engine time that grows with the
     square of its length. Null for half of a character above U+FFFF. */
 exports.replaceEncoded = function (text, pattern, replace) {
     var bytes = encoded(text);
@@ -24,7 +24,14 @@ exports.replaceEncoded = function (text, pattern, replace) {
 
 /** XML for a text: of an element's content or, in double quotes, of an attribute. */
 exports.escape = function (text, inAttribute) {
-    text = text.split('&').join('&amp;').split('<').join('&lt;').split('>').join('&gt;').split('\r').join('&#13;');
+    text = text.split('&')
+               .join('&amp;')
+               .split('<')
+               .join('&lt;')
+               .split('>')
+               .join('&gt;')
+               .split('\r')
+               .join('&#13;');
     if (!inAttribute) return text;
     return text.split('"').join('&quot;').split('\n').join('&#10;').split('\t').join('&#9;');
 };
@@ -43,8 +50,9 @@ exports.checkText = function (value) {
     var text = String(value);
     var bytes = encoded(text);
     refuseIf(bytes === null || (bytes.indexOf('%0') >= 0 && /%0[0-8BCEF]/.test(bytes)) ||
-             bytes.indexOf('%1') >= 0 || bytes.indexOf('%EF%BF%BE') >= 0 || bytes.indexOf('%EF%BF%BF') >= 0,
-        'INVALID_CHARACTER_ERR', 'the text has a character that XML does not allow');
+                 bytes.indexOf('%1') >= 0 || bytes.indexOf('%EF%BF%BE') >= 0 ||
+                 bytes.indexOf('%EF%BF%BF') >= 0,
+             'INVALID_CHARACTER_ERR', 'the text has a character that XML does not allow');
     return text;
 };
 
@@ -69,23 +77,28 @@ exports.split = function (uri, qualifiedName) {
     var colon = name.indexOf(':');
     var prefix = colon < 0 ? null : name.slice(0, colon);
     var local = name.slice(colon + 1);
-    refuseIf(colon === 0 || local === '' || local.indexOf(':') >= 0, 'NAMESPACE_ERR', 'this is no qualified name: ' + name);
+    refuseIf(colon === 0 || local === '' || local.indexOf(':') >= 0, 'NAMESPACE_ERR',
+             'this is no qualified name: ' + name);
     if (prefix !== null) exports.checkPart(local);
-    refuseIf(prefix !== null && uri === null, 'NAMESPACE_ERR', name + ' has a prefix but no namespace');
-    refuseIf(prefix === 'xml' && uri !== XML, 'NAMESPACE_ERR', 'the prefix xml has a namespace of its own');
+    refuseIf(prefix !== null && uri === null, 'NAMESPACE_ERR',
+             name + ' has a prefix but no namespace');
+    refuseIf(prefix === 'xml' && uri !== XML, 'NAMESPACE_ERR',
+             'the prefix xml has a namespace of its own');
     return { name: name, prefix: prefix, local: local, uri: uri };
 };
 
 /** Refuses a local name that could not stand by itself ("p:1"). */
 exports.checkPart = function (part) {
     var valid = part.replace(pair, 'x');
-    refuseIf(!xmlDOMUtilIsValidXMLName(valid), 'NAMESPACE_ERR', 'this is no name without its prefix: ' + part);
+    refuseIf(!xmlDOMUtilIsValidXMLName(valid), 'NAMESPACE_ERR',
+             'this is no name without its prefix: ' + part);
 };
 
 /** Refuses names of attributes that go with the namespace of xmlns in one direction only. */
 exports.checkXmlns = function (parts) {
     var named = parts.name === 'xmlns' || parts.prefix === 'xmlns';
-    refuseIf(named !== (parts.uri === XMLNS), 'NAMESPACE_ERR', 'xmlns and ' + XMLNS + ' go together');
+    refuseIf(named !== (parts.uri === XMLNS), 'NAMESPACE_ERR',
+             'xmlns and ' + XMLNS + ' go together');
     return named;
 };
 
@@ -111,7 +124,8 @@ function utf8(text) {
 /** A path for the functions that take one byte per character. */
 exports.bytePath = utf8;
 
-/** A path for files that are written: libxml2 takes %XX for a byte, so all but plain characters are. */
+/** A path for files that are written: libxml2 takes %XX for a byte, so all but plain characters
+    are. */
 exports.writePath = function (path) {
     return utf8(path).replace(/[^\w.\/\-]/g, function (byte) {
         return '%' + (byte.charCodeAt(0) < 16 ? '0' : '') + byte.charCodeAt(0).toString(16);

@@ -1,9 +1,10 @@
 // Namespace declarations, and keeping the namespace of whatever is moved.
 //
-// When a node enters a document, libxml2's binding takes for each of its prefixes the declaration in
-// scope, whatever URI that one has. In the DOM a node keeps its namespace. So a cluster knows which
-// prefixes have more than one URI; only when there is one, a subtree is settled before it is linked:
-// its elements get declarations of their own where the scope would give them another URI.
+// When a node enters a document, libxml2's binding takes for each of its prefixes the declaration
+// in scope, whatever URI that one has. In the DOM a node keeps its namespace. So a cluster knows
+// which prefixes have more than one URI; only when there is one, a subtree is settled before it
+// is linked: its elements get declarations of their own where the scope would give them another
+// URI.
 var names = require('./names');
 var exact = require('./exact');
 
@@ -13,7 +14,9 @@ var XMLNS = names.XMLNS;
 function declarationsOf(handle) {
     var found = {};
     if (xmlDOMNodeSelectNodes(handle, 'self::*[namespace::*[name()!="xml"]]') === '4' &&
-        xmlDOMNodeSelectNodes(handle, 'self::*[namespace-uri()!=""]') === '4' && !mayUndeclare(handle)) return found;
+        xmlDOMNodeSelectNodes(handle, 'self::*[namespace-uri()!=""]') === '4' &&
+        !mayUndeclare(handle))
+        return found;
     var shallow = xmlDOMNodeCloneNode(handle, 0);
     var attributes = names.handles(xmlDOMNodeSelectNodes(shallow, '@*'));
     attributes.forEach(function (attribute) {
@@ -37,7 +40,8 @@ function mayUndeclare(handle) {
     return xmlDOMNodeSelectNodes(handle, 'self::*[../namespace::*[name()=""]]') !== '4';
 }
 
-/** A start tag with the declarations of an element, whose names or URIs have characters above U+FFFF. */
+/** A start tag with the declarations of an element, whose names or URIs have characters above
+    U+FFFF. */
 function wideTag(shallow) {
     var tag = '';
     for (var i = 1;; i++) {
@@ -45,12 +49,13 @@ function wideTag(shallow) {
         if (xmlDOMNodeSelectNodes(shallow, 'self::*[' + node + ']') === '4') return tag;
         var prefix = exact.evaluate(shallow, 'name(/t/place/*/' + node + ')');
         var uri = exact.evaluate(shallow, 'string(/t/place/*/' + node + ')');
-        if (prefix !== 'xml') tag += ' xmlns' + (prefix && ':' + prefix) + '="' + names.escape(uri, true) + '"';
+        if (prefix !== 'xml')
+            tag += ' xmlns' + (prefix && ':' + prefix) + '="' + names.escape(uri, true) + '"';
     }
 }
 exports.declarationsOf = declarationsOf;
 
-// ---- What is bound --------------------------------------------------------------------------------
+// ---- What is bound ------------------------------------------------------------------------------
 
 /** Notes that a prefix has this URI somewhere in the cluster; '' for none. */
 function note(cluster, prefix, uri) {
@@ -64,18 +69,23 @@ exports.note = note;
 
 /** Notes all that is bound in a subtree: by declarations, and by names that are to become some. */
 function scan(cluster, top) {
-    if (xmlDOMNodeSelectNodes(top, '(descendant-or-self::*[namespace-uri()=""])[1]') !== '4') note(cluster, '', '');
-    noteAll(cluster, top, 'descendant-or-self::*[namespace::*[not(name()="xml"', ')]]', 'name()', '.', declarationsOf);
+    if (xmlDOMNodeSelectNodes(top, '(descendant-or-self::*[namespace-uri()=""])[1]') !== '4')
+        note(cluster, '', '');
+    noteAll(cluster, top, 'descendant-or-self::*[namespace::*[not(name()="xml"', ')]]', 'name()',
+            '.', declarationsOf);
     if (top === cluster.doc) return;
-    noteAll(cluster, top, '(descendant-or-self::*|descendant-or-self::*/@*)[namespace-uri()!=""][not(starts-with(name(),"xml:")', ')]',
-        'substring-before(name(),":")', 'namespace-uri()', function (handle) {
+    noteAll(
+        cluster, top,
+        '(descendant-or-self::*|descendant-or-self::*/@*)[namespace-uri()!=""][not(starts-with(name(),"xml:")',
+        ')]', 'substring-before(name(),":")', 'namespace-uri()', function (handle) {
             var name = nameOf(handle), bound = {};
             bound[name.prefix] = name.uri;
             return bound;
         });
 }
 
-/** Notes what `bindings` gives for each node that an expression finds, which leaves out what is known. */
+/** Notes what `bindings` gives for each node that an expression finds, which leaves out what is
+    known. */
 function noteAll(cluster, top, start, end, prefixPath, uriPath, bindings) {
     var known = '';
     for (var count = 0; !cluster.tangled; count++) {
@@ -84,8 +94,9 @@ function noteAll(cluster, top, start, end, prefixPath, uriPath, bindings) {
         var found = bindings(next);
         Object.keys(found).forEach(function (prefix) {
             note(cluster, prefix, found[prefix]);
-            known += ' or (' + prefixPath + '=' + names.literal(prefix) + ' and ' + uriPath + '=' + names.literal(found[prefix]) + ')';
-            if (names.isWide(prefix + found[prefix])) cluster.tangled = true;       // no XPath finds it
+            known += ' or (' + prefixPath + '=' + names.literal(prefix) + ' and ' + uriPath + '=' +
+                     names.literal(found[prefix]) + ')';
+            if (names.isWide(prefix + found[prefix])) cluster.tangled = true; // no XPath finds it
         });
         if (count > 100 || Object.keys(found).length === 0) cluster.tangled = true;
     }
@@ -100,7 +111,8 @@ function scanDocument(cluster) {
 }
 exports.scanDocument = scanDocument;
 
-/** The declarations, and in detached trees the names that will become some, in force inside a node. */
+/** The declarations, and in detached trees the names that will become some, in force inside a
+    node. */
 function scopeOf(cluster, handle) {
     var chain = [];
     for (; handle && handle !== cluster.doc; handle = xmlDOMNodeGetRelative(handle, 0)) {
@@ -154,9 +166,10 @@ function part(handle, property) {
     }
 }
 
-// ---- Settling -------------------------------------------------------------------------------------
+// ---- Settling -----------------------------------------------------------------------------------
 
-/** To be called before an element is linked below a parent: sees to it that it keeps its namespaces. */
+/** To be called before an element is linked below a parent: sees to it that it keeps its
+    namespaces. */
 exports.prepare = function (parent, child, take) {
     var cluster = parent._cluster;
     scanDocument(cluster);
@@ -165,12 +178,13 @@ exports.prepare = function (parent, child, take) {
     settle(cluster, child._handle, scopeOf(cluster, parent._container()));
 };
 
-/** Whether a child without children and attributes finds its prefix in the document as it needs it; it
-    is given a declaration where that is all it lacks. */
+/** Whether a child without children and attributes finds its prefix in the document as it needs
+    it; it is given a declaration where that is all it lacks. */
 function isLeafInPlace(parent, child) {
     var handle = child._handle;
     if (!child._detached || child.firstChild || xmlDOMNodeGetFirstAttribute(handle)) return false;
-    for (var top = parent; top && top._type !== 9; top = top.parentNode) if (top._type !== 1) return false;
+    for (var top = parent; top && top._type !== 9; top = top.parentNode)
+        if (top._type !== 1) return false;
     if (!top) return false;
     var declared = declarationsOf(handle);
     var name = nameOf(handle);
@@ -180,7 +194,8 @@ function isLeafInPlace(parent, child) {
     var prefix = 'name()=' + names.literal(name.prefix);
     if (names.isWide(name.prefix + name.uri)) return false;
     var other = 'self::*[namespace::*[' + prefix + '][.!=' + names.literal(name.uri) + ']]';
-    if (xmlDOMNodeSelectNodes(parent._handle, other) !== '4') declareOn(child._cluster, handle, name.prefix, name.uri);
+    if (xmlDOMNodeSelectNodes(parent._handle, other) !== '4')
+        declareOn(child._cluster, handle, name.prefix, name.uri);
     return true;
 }
 
@@ -194,7 +209,8 @@ function settle(cluster, top, scope) {
         var inner = extend(next.scope, declared);
         var missing = {};
         var name = nameOf(element);
-        if (name.prefix !== 'xml' && (inner[name.prefix] !== undefined || name.uri) && inner[name.prefix] !== name.uri) {
+        if (name.prefix !== 'xml' && (inner[name.prefix] !== undefined || name.uri) &&
+            inner[name.prefix] !== name.uri) {
             if (inner[name.prefix] !== undefined) missing[name.prefix] = name.uri;
             inner[name.prefix] = name.uri;
         }
@@ -202,7 +218,8 @@ function settle(cluster, top, scope) {
         own[name.prefix] = name.uri;
         settleAttributes(cluster, element, inner, own, missing);
         if (Object.keys(missing).length > 0) element = rebuild(cluster, element, missing);
-        for (var child = xmlDOMNodeGetRelative(element, 3); child; child = xmlDOMNodeGetRelative(child, 1)) {
+        for (var child = xmlDOMNodeGetRelative(element, 3); child;
+             child = xmlDOMNodeGetRelative(child, 1)) {
             if (xmlDOMNodeGetType(child) === 1) waiting.push({ handle: child, scope: inner });
         }
     }
@@ -238,7 +255,8 @@ function renamed(cluster, attribute, prefix) {
     var object = cluster.node(attribute);
     void object.nodeName;       // is read before it changes
     void object.prefix;
-    var made = exports.create(cluster, 2, { prefix: prefix, local: object.localName, uri: object.namespaceURI });
+    var made = exports.create(
+        cluster, 2, { prefix: prefix, local: object.localName, uri: object.namespaceURI });
     cluster.rebind(attribute, made);
     moveChildren(cluster, attribute, made);
     xmlDOMNodeFreeNode(attribute);
@@ -257,7 +275,9 @@ function rebuild(cluster, element, missing) {
     nodesOf(made).slice(1).forEach(function (attribute) {
         xmlDOMNodeFreeNode(xmlDOMElementRemoveAttributeNode(made, attribute));
     });
-    Object.keys(missing).forEach(function (prefix) { declareOn(cluster, made, prefix, missing[prefix]); });
+    Object.keys(missing).forEach(function (prefix) {
+        declareOn(cluster, made, prefix, missing[prefix]);
+    });
     return replaceBy(cluster, element, made);
 }
 
@@ -266,7 +286,8 @@ function replaceBy(cluster, element, made) {
     nodesOf(element).slice(1).forEach(function (attribute) {
         var inNamespace = part(attribute, 1) !== undefined;
         xmlDOMElementRemoveAttributeNode(element, attribute);
-        (inNamespace ? xmlDOMElementSetAttributeNodeNS : xmlDOMElementSetAttributeNode)(made, attribute);
+        (inNamespace ? xmlDOMElementSetAttributeNodeNS : xmlDOMElementSetAttributeNode)(made,
+                                                                                        attribute);
     });
     moveChildren(cluster, element, made);
     xmlDOMNodeReplaceNode(element, made);
@@ -293,14 +314,19 @@ exports.create = function (cluster, type, name) {
     var qualified = (name.prefix ? name.prefix + ':' : '') + name.local;
     if (!names.isWide(qualified + (name.uri || ''))) {
         if (!name.uri) {
-            if (name.local.indexOf(':') < 0) return xmlDOMDocCreateNode(cluster.doc, type, name.local);
+            if (name.local.indexOf(':') < 0)
+                return xmlDOMDocCreateNode(cluster.doc, type, name.local);
         } else if (type === 1 || name.prefix) {
-            return xmlDOMDocCreateNodeNS(cluster.doc, type, name.prefix ? qualified : ':' + name.local, name.uri);
+            return xmlDOMDocCreateNodeNS(cluster.doc, type,
+                                         name.prefix ? qualified : ':' + name.local, name.uri);
         }
     }
     var declaration = name.uri && name.prefix !== 'xml'
-        ? ' xmlns' + (name.prefix ? ':' + name.prefix : '') + '="' + names.escape(name.uri, true) + '"' : '';
-    var xml = type === 1 ? '<' + qualified + declaration + '/>' : '<r' + declaration + ' ' + qualified + '=""/>';
+                          ? ' xmlns' + (name.prefix ? ':' + name.prefix : '') + '="' +
+                                names.escape(name.uri, true) + '"'
+                          : '';
+    var xml = type === 1 ? '<' + qualified + declaration + '/>'
+                         : '<r' + declaration + ' ' + qualified + '=""/>';
     var made = exact.make(cluster.doc, xml, function (root) {
         return type === 1 ? root : xmlDOMNodeGetFirstAttribute(root);
     });
@@ -309,10 +335,10 @@ exports.create = function (cluster, type, name) {
     return made;
 };
 
-// ---- Declarations as attributes -------------------------------------------------------------------
+// ---- Declarations as attributes -----------------------------------------------------------------
 
-/** The declarations that an element has as attributes: those of the file and those that a script set,
-    not those that libxml2 added to keep a name's namespace. */
+/** The declarations that an element has as attributes: those of the file and those that a script
+    set, not those that libxml2 added to keep a name's namespace. */
 exports.declared = function (element) {
     keepDeclared(element);
     return element._declared;
@@ -354,8 +380,8 @@ exports.declare = function (element, prefix, uri, take) {
     if (parent) parent.insertBefore(element, next);
 };
 
-/** A deep copy without the declarations that copying added to its top: these are the place's to give.
-    `shallow` is a copy of the top alone. */
+/** A deep copy without the declarations that copying added to its top: these are the place's to
+    give. `shallow` is a copy of the top alone. */
 exports.withoutAdded = function (cluster, deep, shallow) {
     if (Object.keys(declarationsOf(deep)).length === Object.keys(declarationsOf(shallow)).length) {
         xmlDOMNodeFreeNode(shallow);
@@ -368,15 +394,16 @@ exports.withoutAdded = function (cluster, deep, shallow) {
 
 /** Gives a copy of an element the same declarations as attributes. */
 exports.copied = function (element, copy) {
-    if (element._declared || element.namespaceURI || Object.keys(element._cluster.bindings).length > 1) {
+    if (element._declared || element.namespaceURI ||
+        Object.keys(element._cluster.bindings).length > 1) {
         copy._declared = exports.declared(element).map(function (attribute) {
             return copy._declaration(attribute._declares, attribute.value);
         });
     }
 };
 
-/** An attribute that can be put on an element without changing its namespace there: itself, or one with
-    another prefix. */
+/** An attribute that can be put on an element without changing its namespace there: itself, or
+    one with another prefix. */
 exports.fitting = function (element, attribute) {
     var cluster = element._cluster;
     var name = nameOf(attribute._handle);

@@ -9,9 +9,18 @@ var refuseIf = require('./exception').refuseIf;
 var PARENT = 0, NEXT = 1, PREVIOUS = 2, FIRST = 3, LAST = 4;
 
 var types = {
-    ELEMENT_NODE: 1, ATTRIBUTE_NODE: 2, TEXT_NODE: 3, CDATA_SECTION_NODE: 4, ENTITY_REFERENCE_NODE: 5,
-    ENTITY_NODE: 6, PROCESSING_INSTRUCTION_NODE: 7, COMMENT_NODE: 8, DOCUMENT_NODE: 9,
-    DOCUMENT_TYPE_NODE: 10, DOCUMENT_FRAGMENT_NODE: 11, NOTATION_NODE: 12
+    ELEMENT_NODE: 1,
+    ATTRIBUTE_NODE: 2,
+    TEXT_NODE: 3,
+    CDATA_SECTION_NODE: 4,
+    ENTITY_REFERENCE_NODE: 5,
+    ENTITY_NODE: 6,
+    PROCESSING_INSTRUCTION_NODE: 7,
+    COMMENT_NODE: 8,
+    DOCUMENT_NODE: 9,
+    DOCUMENT_TYPE_NODE: 10,
+    DOCUMENT_FRAGMENT_NODE: 11,
+    NOTATION_NODE: 12
 };
 var content = { 1: true, 3: true, 4: true, 5: true, 7: true, 8: true };
 /** The types of children that each type takes. */
@@ -31,11 +40,13 @@ Object.keys(types).forEach(function (name) {
     Node[name] = Node.prototype[name] = types[name];
 });
 
-/** Makes a constructor whose objects inherit from Node: `members` are properties, `type` its code. */
+/** Makes a constructor whose objects inherit from Node: `members` are properties, `type` its
+    code. */
 Node.extend = function (Type, Base, type, members) {
     Type.prototype = Object.create(Base.prototype);
     Node.define(Type, members);
-    Object.defineProperty(Type.prototype, 'constructor', { value: Type, writable: true, configurable: true });
+    Object.defineProperty(Type.prototype, 'constructor',
+                          { value: Type, writable: true, configurable: true });
     if (!type) return;
     Type.prototype._type = type;
     Cluster.types[type] = Type;
@@ -53,10 +64,12 @@ Node.define(Node, {
     get nodeType() { return this._type; },
     /** The name: of elements and attributes with the prefix, else what the recommendation says. */
     get nodeName() {
-        if (this._name === undefined) this._name = readName(this._handle, 'name', xmlDOMNodeGetName);
+        if (this._name === undefined)
+            this._name = readName(this._handle, 'name', xmlDOMNodeGetName);
         return this._name;
     },
-    /** The text of attributes, text, CDATA sections, comments and processing instructions; else null. */
+    /** The text of attributes, text, CDATA sections, comments and processing instructions; else
+        null. */
     get nodeValue() { return null; },
     set nodeValue(value) { void value; },
     /** The document that the node was made by; null for documents. */
@@ -67,7 +80,9 @@ Node.define(Node, {
         if (this._detached) return null;
         return this._cluster.node(xmlDOMNodeGetRelative(this._handle, PARENT));
     },
-    get firstChild() { return this._cluster.node(xmlDOMNodeGetRelative(this._container(), FIRST)); },
+    get firstChild() {
+        return this._cluster.node(xmlDOMNodeGetRelative(this._container(), FIRST));
+    },
     get lastChild() { return this._cluster.node(xmlDOMNodeGetRelative(this._container(), LAST)); },
     get nextSibling() {
         if (this._detached) return null;
@@ -81,7 +96,8 @@ Node.define(Node, {
     get childNodes() {
         var node = this;
         if (!this._childNodes) {
-            this._childNodes = new lists.NodeList(this._cluster, function () { return lists.childHandles(node); });
+            this._childNodes =
+                new lists.NodeList(this._cluster, function () { return lists.childHandles(node); });
         }
         return this._childNodes;
     },
@@ -97,14 +113,15 @@ Node.define(Node, {
     /** The prefix of an element's or attribute's name; null for none. */
     get prefix() { return null; },
     set prefix(value) { void value; },
-    /** The name without the prefix; null for nodes other than elements and attributes, and for those
-        made by createElement, createAttribute and setAttribute. */
+    /** The name without the prefix; null for nodes other than elements and attributes, and for
+        those made by createElement, createAttribute and setAttribute. */
     get localName() { return null; },
 
     /** Places a node (the children of a fragment) before a child; at the end when that is null. */
     insertBefore: function (newChild, refChild) {
         checkInsertion(this, newChild);
-        refuseIf(refChild && !isChild(this, refChild), 'NOT_FOUND_ERR', 'the reference node is no child of this node');
+        refuseIf(refChild && !isChild(this, refChild), 'NOT_FOUND_ERR',
+                 'the reference node is no child of this node');
         checkRoom(this, newChild, null);
         if (refChild === newChild) refChild = newChild.nextSibling;
         insert(this, newChild, refChild);
@@ -115,7 +132,8 @@ Node.define(Node, {
     /** Puts a node (the children of a fragment) in the place of a child, and gives that. */
     replaceChild: function (newChild, oldChild) {
         checkInsertion(this, newChild);
-        refuseIf(!isChild(this, oldChild), 'NOT_FOUND_ERR', 'the node to replace is no child of this node');
+        refuseIf(!isChild(this, oldChild), 'NOT_FOUND_ERR',
+                 'the node to replace is no child of this node');
         checkRoom(this, newChild, oldChild);
         if (newChild === oldChild) return oldChild;
         var next = oldChild.nextSibling;
@@ -127,7 +145,8 @@ Node.define(Node, {
     /** Takes a child out and gives it. */
     removeChild: function (oldChild) {
         checkWritable(this);
-        refuseIf(!isChild(this, oldChild), 'NOT_FOUND_ERR', 'the node to remove is no child of this node');
+        refuseIf(!isChild(this, oldChild), 'NOT_FOUND_ERR',
+                 'the node to remove is no child of this node');
         take(oldChild);
         return oldChild;
     },
@@ -135,7 +154,8 @@ Node.define(Node, {
     cloneNode: function (deep) {
         var copy = xmlDOMNodeCloneNode(this._handle, deep ? 1 : 0);
         if (deep && this._type === 1) {
-            copy = namespaces.withoutAdded(this._cluster, copy, xmlDOMNodeCloneNode(this._handle, 0));
+            copy =
+                namespaces.withoutAdded(this._cluster, copy, xmlDOMNodeCloneNode(this._handle, 0));
         }
         return copied(this, this._cluster.adopt(copy));
     },
@@ -156,18 +176,18 @@ Node.define(Node, {
                 checkWritable(this);
                 take(next);
             }
-            if (joined === '') take(child);
-            else if (joined !== child.data) child.data = joined;
+            if (joined === '')
+                take(child);
+            else if (joined !== child.data)
+                child.data = joined;
         }
     },
     /** Whether a feature is there: "Core" and "XML", of version "1.0" or "2.0". */
     isSupported: function (feature, version) { return exports.hasFeature(feature, version); },
 
-    /** All text of the subtree without comments and processing instructions; null for documents. Setting
-        it puts one text in the place of all children. */
-    get textContent() {
-        return text(this);
-    },
+    /** All text of the subtree without comments and processing instructions; null for documents.
+        Setting it puts one text in the place of all children. */
+    get textContent() { return text(this); },
     set textContent(value) {
         checkWritable(this);
         value = value === null || value === undefined ? '' : names.checkText(value);
@@ -180,18 +200,16 @@ Node.define(Node, {
         if (value !== '') this.appendChild(this.ownerDocument.createTextNode(value));
     },
 
-    /** The nodes that an XPath 1.0 expression selects from here, an array in document order. A prefix
-        stands for what `uris` ({prefix: URI}) says; without it for what elements below declare. */
-    selectNodes: function (xpath, uris) {
-        return select(this, String(xpath), uris);
-    },
+    /** The nodes that an XPath 1.0 expression selects from here, an array in document order. A
+        prefix stands for what `uris` ({prefix: URI}) says; without it for what elements below
+        declare. */
+    selectNodes: function (xpath, uris) { return select(this, String(xpath), uris); },
     /** The first node that an XPath expression selects; null for none. */
-    selectSingleNode: function (xpath, uris) {
-        return this.selectNodes(xpath, uris)[0] || null;
-    },
+    selectSingleNode: function (xpath, uris) { return this.selectNodes(xpath, uris)[0] || null; },
     /** Whether another node is this one or below it. */
     contains: function (other) {
-        for (; other; other = other.parentNode) if (other === this) return true;
+        for (; other; other = other.parentNode)
+            if (other === this) return true;
         return false;
     },
 
@@ -199,13 +217,15 @@ Node.define(Node, {
     _container: function () { return this._handle; }
 });
 
-/** The first child of a node that is an element, and its relatives; shared by documents and elements. */
+/** The first child of a node that is an element, and its relatives; shared by documents and
+    elements. */
 exports.parentMembers = {
     /** The children that are elements, a live NodeList. */
     get children() {
         var handle = this._handle;
         if (!this._children) {
-            this._children = new lists.NodeList(this._cluster, function () { return xmlDOMNodeSelectNodes(handle, '*'); });
+            this._children = new lists.NodeList(
+                this._cluster, function () { return xmlDOMNodeSelectNodes(handle, '*'); });
         }
         return this._children;
     },
@@ -235,13 +255,15 @@ function readName(handle, xpathFunction, read) {
 }
 exports.readName = readName;
 
-// ---- Checks ---------------------------------------------------------------------------------------
+// ---- Checks -------------------------------------------------------------------------------------
 
-/** Whether a node is an entity, a document type or below such a thing or below an entity reference. */
+/** Whether a node is an entity, a document type or below such a thing or below an entity
+    reference. */
 function isReadOnly(node) {
     if (!node._cluster || (!node._cluster.hasContents && node._type !== 10)) return false;
     for (; node; node = node._type === 2 ? node.ownerElement : node.parentNode) {
-        if (node._type === 5 || node._type === 6 || node._type === 10 || node._type === 12) return true;
+        if (node._type === 5 || node._type === 6 || node._type === 10 || node._type === 12)
+            return true;
         if (node._sealed) return true;
     }
     return false;
@@ -249,7 +271,8 @@ function isReadOnly(node) {
 
 /** Refuses a change of a node that cannot be changed. */
 function checkWritable(node) {
-    refuseIf(isReadOnly(node) || node._type === 5, 'NO_MODIFICATION_ALLOWED_ERR', 'this node cannot be changed');
+    refuseIf(isReadOnly(node) || node._type === 5, 'NO_MODIFICATION_ALLOWED_ERR',
+             'this node cannot be changed');
 }
 exports.checkWritable = checkWritable;
 
@@ -263,10 +286,13 @@ function checkInsertion(parent, child) {
         for (var part = child.firstChild; part; part = part.nextSibling) checkKind(kinds, part);
     } else {
         checkKind(kinds, child);
-        refuseIf(child.contains(parent) || (parent._type === 2 && child.contains(parent.ownerElement)),
-            'HIERARCHY_REQUEST_ERR', 'a node cannot be placed below itself');
+        refuseIf(child.contains(parent) ||
+                     (parent._type === 2 && child.contains(parent.ownerElement)),
+                 'HIERARCHY_REQUEST_ERR', 'a node cannot be placed below itself');
         var from = child.parentNode;
-        if (from) refuseIf(isReadOnly(from), 'NO_MODIFICATION_ALLOWED_ERR', 'the node cannot be moved from its place');
+        if (from)
+            refuseIf(isReadOnly(from), 'NO_MODIFICATION_ALLOWED_ERR',
+                     'the node cannot be moved from its place');
     }
 }
 
@@ -274,7 +300,8 @@ function checkKind(kinds, child) {
     refuseIf(!kinds[child._type], 'HIERARCHY_REQUEST_ERR', 'such a node cannot be placed here');
 }
 
-/** Refuses a second element or document type in a document, counting what is to be replaced as gone. */
+/** Refuses a second element or document type in a document, counting what is to be replaced as
+    gone. */
 function checkRoom(parent, child, replaced) {
     if (parent._type !== 9) return;
     var elements = 0, doctypes = 0;
@@ -290,20 +317,23 @@ function checkRoom(parent, child, replaced) {
     } else {
         count(child);
     }
-    refuseIf((elements > 1 && (child._type === 1 || child._type === 11)) || (doctypes > 1 && child._type === 10),
-        'HIERARCHY_REQUEST_ERR', 'a document has one element and one document type');
-    refuseIf(replaced && replaced._type === 10, 'NO_MODIFICATION_ALLOWED_ERR', 'a document type stays in its document');
+    refuseIf((elements > 1 && (child._type === 1 || child._type === 11)) ||
+                 (doctypes > 1 && child._type === 10),
+             'HIERARCHY_REQUEST_ERR', 'a document has one element and one document type');
+    refuseIf(replaced && replaced._type === 10, 'NO_MODIFICATION_ALLOWED_ERR',
+             'a document type stays in its document');
 }
 
 function isChild(parent, child) {
     return child instanceof Node && child.parentNode === parent;
 }
 
-// ---- Changes --------------------------------------------------------------------------------------
+// ---- Changes ------------------------------------------------------------------------------------
 
 /** Takes a node out of its place. */
 function take(node) {
-    refuseIf(node._type === 10, 'NO_MODIFICATION_ALLOWED_ERR', 'a document type stays in its document');
+    refuseIf(node._type === 10, 'NO_MODIFICATION_ALLOWED_ERR',
+             'a document type stays in its document');
     node._cluster.detach(node._handle);
     node._detached = true;
 }
@@ -319,7 +349,8 @@ function place(parent, child, before) {
     var cluster = parent._cluster;
     if (parent._type === 9 && child._type === 1 && !child._detached) take(child);
     if (child._type === 1) namespaces.prepare(parent, child, take);
-    var linked = cluster.place(parent._container(), child._handle, before ? before._handle : 0, child._type === 3);
+    var linked = cluster.place(parent._container(), child._handle, before ? before._handle : 0,
+                               child._type === 3);
     if (linked === undefined) throw new Error('libxml2 does not take this node here');
     child._detached = false;
     if (parent._type === 2) cluster.hasSplitAttributes = true;
@@ -350,7 +381,7 @@ function copied(node, copy) {
 }
 exports.copied = copied;
 
-// ---- Text -----------------------------------------------------------------------------------------
+// ---- Text ---------------------------------------------------------------------------------------
 
 function text(node) {
     if (node._type === 9 || node._type === 10 || node._type === 12) return null;
@@ -367,21 +398,25 @@ function collectText(node, parts) {
     }
 }
 
-// ---- XPath ----------------------------------------------------------------------------------------
+// ---- XPath --------------------------------------------------------------------------------------
 
-var tokens = /"[^"]*"|'[^']*'|([A-Za-z_\u0080-\uFFFF][\w.\-\u0080-\uFFFF]*):(\*|[A-Za-z_\u0080-\uFFFF][\w.\-\u0080-\uFFFF]*)(?!\s*\()/g;
+var tokens =
+    /"[^"]*"|'[^']*'|([A-Za-z_\u0080-\uFFFF][\w.\-\u0080-\uFFFF]*):(\*|[A-Za-z_\u0080-\uFFFF][\w.\-\u0080-\uFFFF]*)(?!\s*\()/g;
 
 /** The expression with p:name written out for each prefix that `uris` has. */
 function withUris(xpath, uris) {
     return xpath.replace(tokens, function (token, prefix, local) {
-        if (prefix === undefined || !Object.prototype.hasOwnProperty.call(uris, prefix)) return token;
+        if (prefix === undefined || !Object.prototype.hasOwnProperty.call(uris, prefix))
+            return token;
         var test = 'namespace-uri()=' + names.literal(String(uris[prefix]));
-        return local === '*' ? '*[' + test + ']' : "*[local-name()='" + local + "' and " + test + ']';
+        return local === '*' ? '*[' + test + ']'
+                             : "*[local-name()='" + local + "' and " + test + ']';
     });
 }
 
 function select(node, xpath, uris) {
-    refuseIf(names.isWide(xpath), 'SYNTAX_ERR', 'an XPath expression can have no character above U+FFFF here');
+    refuseIf(names.isWide(xpath), 'SYNTAX_ERR',
+             'an XPath expression can have no character above U+FFFF here');
     if (uris) xpath = withUris(xpath, uris);
     var cluster = node._cluster;
     var top = node;
@@ -394,7 +429,8 @@ function select(node, xpath, uris) {
     } finally {
         if (top._detached) cluster.detach(top._handle);
     }
-    refuseIf(list === undefined, 'SYNTAX_ERR', 'the XPath expression is wrong, has an unknown prefix or selects no nodes: ' + xpath);
+    refuseIf(list === undefined, 'SYNTAX_ERR',
+             'the XPath expression is wrong, has an unknown prefix or selects no nodes: ' + xpath);
     var found = [];
     names.handles(list).forEach(function (handle) {
         var selected = cluster.node(handle);
@@ -413,5 +449,6 @@ exports.Node = Node;
 exports.hasFeature = function (feature, version) {
     feature = String(feature).toLowerCase();
     version = version === undefined || version === null ? '' : String(version);
-    return (feature === 'core' || feature === 'xml') && (version === '' || version === '1.0' || version === '2.0');
+    return (feature === 'core' || feature === 'xml') &&
+           (version === '' || version === '1.0' || version === '2.0');
 };

@@ -13,7 +13,9 @@ function xmlOf(self, format) {
     if (self._type === 6 || self._type === 12) return '';
     if (self._type === 2) return spell(self);
     if (self._type === 11 || self._type === 5) {
-        return self._type === 5 ? '&' + self.nodeName + ';' : self.childNodes.map(function (child) { return xmlOf(child, format); }).join('');
+        return self._type === 5
+                   ? '&' + self.nodeName + ';'
+                   : self.childNodes.map(function (child) { return xmlOf(child, format); }).join('');
     }
     try {
         if (self._type === 1) handle = standAlone(self);
@@ -60,20 +62,29 @@ function spellInside(element, scope, declared, level) {
     Object.keys(declared).forEach(function (prefix) {
         if (inner[prefix] === declared[prefix]) return;
         inner[prefix] = declared[prefix];
-        tag += ' xmlns' + (prefix && ':' + prefix) + '="' + names.escape(declared[prefix], true) + '"';
+        tag +=
+            ' xmlns' + (prefix && ':' + prefix) + '="' + names.escape(declared[prefix], true) + '"';
     });
     element.attributes.forEach(function (attribute) {
         if (attribute._declares !== undefined || !attribute.specified) return;
         // The prefix in libxml2's tree may be another one than the object's.
-        tag += ' ' + node.readName(attribute._handle, 'name', xmlDOMNodeGetName) + '="' + names.escape(attribute.value, true) + '"';
+        tag += ' ' + node.readName(attribute._handle, 'name', xmlDOMNodeGetName) + '="' +
+               names.escape(attribute.value, true) + '"';
     });
     var children = element.childNodes.toArray();
     // As libxml2: what has text in it is not indented, nor is anything in that.
-    if (children.some(function (child) { return child._type >= 3 && child._type <= 5; })) level = undefined;
+    if (children.some(function (child) { return child._type >= 3 && child._type <= 5; }))
+        level = undefined;
     var inside = level === undefined ? undefined : level + 1;
-    var content = children.map(function (child) {
-        return line(inside) + (child._type === 1 ? spellInside(child, inner, namespaces.bindingsOf(child._handle), inside) : spell(child));
-    }).join('');
+    var content = children
+                      .map(function (child) {
+                          return line(inside) +
+                                 (child._type === 1
+                                      ? spellInside(child, inner,
+                                                    namespaces.bindingsOf(child._handle), inside)
+                                      : spell(child));
+                      })
+                      .join('');
     return content ? tag + '>' + content + line(level) + '</' + element.nodeName + '>' : tag + '/>';
 }
 
@@ -81,8 +92,11 @@ function line(level) { return level === undefined ? '' : '\n' + new Array(level 
 
 function spellDoctype(doctype) {
     var publicId = doctype.publicId, systemId = doctype.systemId, subset = doctype.internalSubset;
-    return '<!DOCTYPE ' + doctype.name + (publicId !== null ? ' PUBLIC "' + publicId + '" "' + systemId + '"' : systemId !== null ? ' SYSTEM "' + systemId + '"' : '') +
-        (subset ? ' [\n' + subset + ']' : '') + '>';
+    return '<!DOCTYPE ' + doctype.name +
+           (publicId !== null   ? ' PUBLIC "' + publicId + '" "' + systemId + '"'
+            : systemId !== null ? ' SYSTEM "' + systemId + '"'
+                                : '') +
+           (subset ? ' [\n' + subset + ']' : '') + '>';
 }
 
 Object.defineProperty(Node.prototype, 'toString', {
@@ -91,20 +105,24 @@ Object.defineProperty(Node.prototype, 'toString', {
     writable: true, configurable: true
 });
 
-// ---- Saving ---------------------------------------------------------------------------------------
+// ---- Saving -------------------------------------------------------------------------------------
 
 function refused(path) {
     return new Error('cannot write ' + path);
 }
 
-var unwritable = '//comment()[contains(concat(., "-"), "--")]|//processing-instruction()[contains(., "?>")]';
+var unwritable =
+    '//comment()[contains(concat(., "-"), "--")]|//processing-instruction()[contains(., "?>")]';
 
 /** Writes a document. */
 exports.save = function (document, path, options) {
     if (path.indexOf('\0') >= 0 || path === '') throw refused(path);
     if (document._cluster.isHtml) return saveHtml(document, path, options);
-    if (document._cluster.hasUnwritable && xmlDOMNodeSelectNodes(document._handle, unwritable) !== '4') {
-        throw new Error('cannot write ' + path + ': a comment has -- in it or - at its end, or a processing instruction has ?> in it');
+    if (document._cluster.hasUnwritable &&
+        xmlDOMNodeSelectNodes(document._handle, unwritable) !== '4') {
+        throw new Error(
+            'cannot write ' + path +
+            ': a comment has -- in it or - at its end, or a processing instruction has ?> in it');
     }
     var handle = document._handle;
     var before = document._encoding;
@@ -142,25 +160,30 @@ function saveHtml(document, path, options) {
         if (options.encoding) throw refused(path + ' in ' + options.encoding);
         encoding = 'UTF-8';
     }
-    var written = xmlHTMLDocSaveFormatFile(document._handle, names.bytePath(path), encoding, options.format ? 1 : 0);
+    var written = xmlHTMLDocSaveFormatFile(document._handle, names.bytePath(path), encoding,
+                                           options.format ? 1 : 0);
     if (written === undefined) throw refused(path);
 }
 
-// ---- Validating -----------------------------------------------------------------------------------
+// ---- Validating ---------------------------------------------------------------------------------
 
-/** Validates a document. An empty report means a valid document, a document type that is not found, or
-    too many faults: with one sure fault more only a valid document gets a report. */
+/** Validates a document. An empty report means a valid document, a document type that is not
+    found, or too many faults: with one sure fault more only a valid document gets a report. */
 exports.validate = function (document) {
     var handle = document._handle;
     var report = xmlDOMDocValidateDTD(handle);
     if (report) return { valid: false, report: report };
     var root = document.documentElement;
-    if (report === undefined || !root) return { valid: false, report: 'the document cannot be validated\n' };
+    if (report === undefined || !root)
+        return { valid: false, report: 'the document cannot be validated\n' };
     var fault = xmlDOMDocCreateNode(handle, 2, 'not-in-any-document-type');
     xmlDOMElementSetAttributeNode(root._handle, fault);
     report = xmlDOMDocValidateDTD(handle);
     xmlDOMElementRemoveAttributeNode(root._handle, fault);
     xmlDOMNodeFreeNode(fault);
     if (report) return { valid: true, report: '' };
-    return { valid: false, report: 'the document type is not found, or there are too many faults to list\n' };
+    return {
+        valid: false,
+        report : 'the document type is not found, or there are too many faults to list\n'
+    };
 };

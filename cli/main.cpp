@@ -1,22 +1,25 @@
 // vtdom: runs JavaScript with the script functions of the Valtrosse DOM library.
+#include <unistd.h>
+
 #include <algorithm>
-#include <iomanip>
 #include <iostream>
-#include <sstream>
-#include <stdexcept>
 #include <system_error>
 
+#include "cli/handles.hpp"
 #include "cli/leaks.hpp"
+#include "cli/line_input.hpp"
 #include "cli/network.hpp"
 #include "cli/options.hpp"
 #include "cli/ownership.hpp"
 #include "cli/places.hpp"
 #include "cli/profile.hpp"
+#include "cli/reference.hpp"
+#include "cli/refused_handles.hpp"
+#include "cli/shell.hpp"
 #include "cli/trace.hpp"
 #include "host/host.hpp"
 #include "script/engine.hpp"
 #include "script/observer.hpp"
-#include "valtrosse/checked_handles.h"
 
 namespace {
 
@@ -50,46 +53,63 @@ void show_version(host::Host& host, const std::string& plugin) {
               << "xmlDOMUtilGetVersion " << host.call("xmlDOMUtilGetVersion").utf8() << '\n';
 }
 
-void on_refused_handle(void*, const vt_name* function, const vt_name* parameter,
-                       std::uint32_t handle) {
-    const auto text = [](const vt_name& name) {
-        return host::to_utf8({name.units, name.bytes / sizeof(vt_unit)});
-    };
-    std::ostringstream message;
-    message << text(*function) << ": " << text(*parameter) << " 0x" << std::hex << std::uppercase
-            << std::setw(8) << std::setfill('0') << handle << " (" << std::dec << handle
-            << ") is no handle of a live object";
-    complain(message.str());
-}
+/// What looks at the calls of a script, as the options ask for it.
+struct Watchers {
+    Watchers(const cli::CommandLine& line, host::Host& host)
+        : ownership(host),
+          handles(ownership),
+          trace(std::cerr, std::cout) {
+        if (line.leaks || line.interactive) all.add(ownership);
+        if (line.interactive) all.add(interruptions);
+        if (line.interactive) all.add(handles);
+        if (line.profile) all.add(profile);
+        if (line.trace) all.add(trace);
+    }
+    script::CallObserver* observer() { return all.empty() ? nullptr : &all; }
 
-void report_refused_handles(host::Host& host, const std::string& plugin) {
-    const auto set = host.symbol_as<vt_on_refused_handle>("valtrosse_on_refused_handle");
-    if (set == nullptr) throw std::runtime_error(plugin + " does not check handles");
-    set(on_refused_handle, nullptr);
-}
-
-int run_script(const cli::CommandLine& line, host::Host& host, script::CallObserver* observer) {
-    script::Engine engine(
-        host,
-        {.args = line.args, .module_directories = cli::module_directories(), .observer = observer});
-    if (line.action == cli::Action::run_code) return engine.run_code(line.script, "-e");
-    return engine.run_file(line.script);
-}
-
-/// Runs the script with what looks at its calls, and writes what that has seen.
-int run(const cli::CommandLine& line, host::Host& host) {
-    cli::Trace trace(std::cerr, std::cout);
+    cli::Ownership ownership;
+    cli::KnownHandles handles;
+    cli::Interruptions interruptions;
     cli::Profile profile;
-    cli::Ownership ownership(host);
-    script::CallObservers observers;
-    if (line.leaks) observers.add(ownership);
-    if (line.profile) observers.add(profile);
-    if (line.trace) observers.add(trace);
+    cli::Trace trace;
+    script::CallObservers all;
+};
 
-    int exit_code = run_script(line, host, observers.empty() ? nullptr : &observers);
+int run_shell(host::Host& host, script::Engine& engine, Watchers& watchers) {
+    const cli::Reference reference = cli::Reference::read(cli::find_reference());
+    cli::Shell shell(host, engine, watchers.ownership, watchers.handles, reference, std::cout);
+    if (isatty(STDIN_FILENO) == 0) {
+        cli::StreamInput input(std::cin);
+        return shell.run(input);
+    }
+    std::cout << "vtdom " << host.version_text() << ": .help for help, Ctrl-D to leave\n";
+    cli::TerminalInput input(cli::history_file(),
+                             [&](const std::string& text) { return shell.complete(text); });
+    return shell.run(input);
+}
+
+int run_in_engine(const cli::CommandLine& line, host::Host& host, Watchers& watchers) {
+    script::Engine engine(host, {.args = line.args,
+                                 .module_directories = cli::module_directories(),
+                                 .observer = watchers.observer()});
+    int exit_code = 0;
+    switch (line.action) {
+        case cli::Action::run_code: exit_code = engine.run_code(line.script, "-e"); break;
+        case cli::Action::run_file: exit_code = engine.run_file(line.script); break;
+        default: break;
+    }
+    // After exit() nothing runs any more.
+    return line.interactive && !engine.exited() ? run_shell(host, engine, watchers) : exit_code;
+}
+
+/// Runs the script or the shell with what looks at its calls, and writes what that has seen.
+int run(const cli::CommandLine& line, host::Host& host) {
+    Watchers watchers(line, host);
+    int exit_code = run_in_engine(line, host, watchers);
     std::cout.flush();
-    if (line.profile) profile.report(std::cerr);
-    if (line.leaks && cli::report_leaks(std::cerr, host, ownership) != 0 && exit_code == 0) {
+    if (line.profile) watchers.profile.report(std::cerr);
+    if (line.leaks && cli::report_leaks(std::cerr, host, watchers.ownership) != 0 &&
+        exit_code == 0) {
         exit_code = leaks_found;
     }
     return exit_code;
@@ -99,7 +119,7 @@ int execute(const cli::CommandLine& line) {
     if (line.no_network) cli::forbid_network();
     const std::string plugin = cli::find_plugin(line.plugin, line.checked);
     host::Host host(plugin);
-    if (line.checked) report_refused_handles(host, plugin);
+    if (line.checked) cli::report_refused_handles(host, plugin);
     switch (line.action) {
         case cli::Action::list_functions: list_functions(host); return 0;
         case cli::Action::show_version: show_version(host, plugin); return 0;

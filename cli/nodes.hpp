@@ -34,11 +34,11 @@ Handle parent_of(host::Host& host, Handle node);
 /// "element", "attribute", ... ; "HTML document" for a document without a type code.
 std::string kind_of(host::Host& host, Handle node);
 
-/// One line of markup: <item id="3">, id="3", "text", <!--comment-->, of a document its address and
-/// root: library.xml <library>. Long values are cut.
+/// One line of markup: `<item id="3">`, `id="3"`, `"text"`, `<!--comment-->`, of a document its
+/// address and root: `library.xml <library>`. Long values are cut.
 std::string markup_of(host::Host& host, Handle node);
 
-/// What is in a document: "XML document library.xml, root <library>, 12 elements, UTF-8".
+/// What is in a document: `XML document library.xml, root <library>, 12 elements, UTF-8`.
 std::string summary_of(host::Host& host, Handle document);
 
 }  // namespace valtrosse::cli

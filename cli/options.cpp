@@ -1,5 +1,7 @@
 #include "cli/options.hpp"
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
@@ -13,13 +15,14 @@ constexpr const char* description =
 constexpr const char* footer =
     "Everything after SCRIPT belongs to the script and is in its global args; SCRIPT - reads "
     "standard "
-    "input.\n"
+    "input. Without SCRIPT, on a terminal, an interactive shell starts.\n"
     "Exit code: 0, what the script gives to exit(), 1 after an uncaught error, 2 when nothing "
     "could run, 3 when --leaks found some in a script that ended with 0.";
 
 class Help : public CLI::Formatter {
     std::string make_usage(const CLI::App*, std::string) const override {
-        return "Usage: vtdom [OPTIONS] SCRIPT [ARG...]\n       vtdom [OPTIONS] -e CODE [ARG...]\n";
+        return "Usage: vtdom [OPTIONS] SCRIPT [ARG...]\n       vtdom [OPTIONS] -e CODE [ARG...]\n"
+               "       vtdom [OPTIONS]               an interactive shell, on a terminal\n";
     }
 };
 
@@ -45,6 +48,8 @@ std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_co
            "The library; otherwise $VALTROSSE_PLUGIN, or libvaltrosse-dom.so beside vtdom or "
            "where it is installed")
         ->type_name("PATH");
+    app.add_flag("-i,--interactive", line.interactive,
+                 "Read JavaScript line by line, after the script if there is one");
     app.add_flag("--leaks", line.leaks,
                  "At the end list the handles that were neither freed nor linked");
     app.add_flag("--trace", line.trace,
@@ -78,6 +83,9 @@ std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_co
     } else if (code->count() != 0) {
         line.action = Action::run_code;
         if (!line.args.empty() && line.args.front() == "--") line.args.erase(line.args.begin());
+    } else if (line.args.empty() && (line.interactive || isatty(STDIN_FILENO) != 0)) {
+        line.action = Action::shell;
+        line.interactive = true;
     } else if (line.args.empty()) {
         exit_code = complain("no script given");
         return std::nullopt;

@@ -40,4 +40,24 @@ std::vector<std::string> module_directories() {
     return {installed.lexically_normal().string(), VALTROSSE_MODULE_DIR};
 }
 
+std::string find_reference() {
+    for (const std::string& directory : module_directories()) {
+        for (const char* place : {"functions.md", "../docs/functions.md"}) {
+            const fs::path path = (fs::path(directory) / place).lexically_normal();
+            std::error_code ignored;
+            if (fs::is_regular_file(path, ignored)) return path.string();
+        }
+    }
+    return "";
+}
+
+std::string history_file() {
+    if (const char* file = std::getenv("VTDOM_HISTORY")) return file;
+    const char* state = std::getenv("XDG_STATE_HOME");
+    if (state != nullptr && *state == '/') return fs::path(state) / "valtrosse/history";
+    const char* home = std::getenv("HOME");
+    if (home == nullptr || *home == '\0') return "";
+    return fs::path(home) / ".local/state/valtrosse/history";
+}
+
 }  // namespace valtrosse::cli

@@ -13,4 +13,12 @@ std::string find_plugin(const std::string& given, bool checked);
 /// The directories in which require looks for bundled modules.
 std::vector<std::string> module_directories();
 
+/// The reference of the functions, functions.md, where it is installed or in the source tree; empty
+/// when it is not there.
+std::string find_reference();
+
+/// Where the shell keeps its history: $VTDOM_HISTORY, which may be empty for nowhere, else a file in
+/// the user's state directory. Empty when there is no home.
+std::string history_file();
+
 }  // namespace valtrosse::cli

@@ -4,10 +4,10 @@
 #   markdown.pl filter FILE     FILE as Doxygen needs it, which knows no anchors of GitHub's
 use strict;
 use warnings;
-use open qw(:std :encoding(UTF-8));
 use Cwd qw(abs_path);
 use File::Basename qw(dirname);
-use File::Spec::Functions qw(abs2rel);
+
+binmode STDOUT, ':utf8';
 
 my $root = dirname(dirname(abs_path($0)));
 my $link = qr/\[((?:[^\[\]`]|`[^`]*`)*)\]\(([^()\s]+)\)/;
@@ -15,7 +15,7 @@ my $link = qr/\[((?:[^\[\]`]|`[^`]*`)*)\]\(([^()\s]+)\)/;
 # A file in pieces: [text, whether it is prose, its first line]. The others are blocks of code.
 sub pieces_of {
     my ($file) = @_;
-    open my $in, '<', $file or die "$file: $!\n";
+    open my $in, '<:utf8', $file or die "$file: $!\n";
     my ($fence, @pieces) = ('');
     while (my $line = <$in>) {
         my $prose = !$fence && $line !~ /^( {4}|```)/;
@@ -70,7 +70,8 @@ sub check {
 # Doxygen's name of a page: docs/functions.md is doc-functions (functions is a page of Doxygen's own),
 # examples/README.md is doc-examples.
 sub page_of {
-    my $name = lc abs2rel(abs_path($_[0]), $root);
+    my $name = lc abs_path($_[0]);
+    $name =~ s{^\Q$root\E/}{}i;
     $name =~ s{^docs/|(/?readme)?\.md$}{}g;
     $name =~ s{\W}{-}g;
     return $name ? "doc-$name" : 'index';

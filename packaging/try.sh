@@ -50,11 +50,11 @@ say "Running the demo"
 user mkdir /tmp/demo
 user vtdom /usr/share/doc/valtrosse-dom/examples/demo.js /tmp/demo | grep -F 'ok:'
 
-say "Following the tutorial and the cookbook"
+say "Following README, tutorial and cookbook"
 install docbook-xml docbook-xsl-doc-html libxml2-utils
 docs=/usr/share/doc/valtrosse-dom
-for document in tutorial cookbook; do
-    user perl /opt/transcript.pl $docs/docs/$document.md $docs/examples/data /usr/bin/vtdom
+for document in README docs/tutorial docs/cookbook; do
+    user perl /opt/transcript.pl $docs/$document.md $docs/examples/data /usr/bin/vtdom
 done
 
 say "Building hosts against it"

@@ -16,6 +16,7 @@
 namespace valtrosse::script {
 
 class CallObserver;
+struct Runtime;
 
 struct Options {
     std::ostream* out = nullptr;      ///< print, console.log; null is std::cout
@@ -51,9 +52,12 @@ public:
     /// relative names from the directory of `name`.
     int run_code(std::string_view source, const std::string& name = "code");
 
+    /// Whether a script called exit(): until the next run nothing runs any more.
+    bool exited() const;
+
 private:
-    struct State;
-    std::unique_ptr<State> state_;
+    friend class Console;
+    std::unique_ptr<Runtime> runtime_;
 };
 
 }  // namespace valtrosse::script

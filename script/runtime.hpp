@@ -33,6 +33,8 @@ struct ScriptError : std::runtime_error {
     duk_errcode_t code;
 };
 
+class NumberReader;
+
 /// A script function as it is called.
 struct BoundFunction {
     static constexpr std::size_t none = static_cast<std::size_t>(-1);
@@ -66,6 +68,7 @@ struct Runtime {
     const void* object_prototype = nullptr;  // the prototype of what literals make
     std::string program;                     // the file that runs, as it was named
     std::optional<int> exit_code;            // set by exit(): from then on nothing runs any more
+    NumberReader* numbers = nullptr;         // while somebody looks at values
     duk_context* ctx = nullptr;
 };
 
@@ -90,6 +93,10 @@ void push_error(duk_context* ctx, duk_errcode_t code, std::string_view message) 
 void push_current_exception(duk_context* ctx) noexcept;
 /// Throws the value that takes a script out of all its calls after exit().
 duk_ret_t throw_exit(duk_context* ctx);
+
+/// The report of the thrown value on top of the stack, which stays there as something else: place,
+/// message and stack, in UTF-8. `name` is the program's name in the engine's form.
+std::string thrown_text(duk_context* ctx, const std::string& name);
 
 /// A native function whose body may throw C++ exceptions.
 template <duk_ret_t (*body)(Runtime&, duk_context*)>

@@ -96,7 +96,7 @@ LIBXMLLife.new().addInternal(doc);
 SCRIPT
 # Times, handles and addresses differ from run to run.
 show_calls() {
-    run "$@" 2>&1 | sed -E 's/^ *[0-9.]+ (ns|µs|ms) /TIME/; s/[0-9]{6,}/N/g; s/@[0-9a-f]+/@N/g'
+    run "$@" 2>&1 | sed -E 's/^ *[0-9.]+ (ns|µs|ms) /TIME/; s/@[0-9a-f]+/@N/g; s/[0-9]{6,}/N/g'
 }
 show_calls --trace calls.js >out
 diff - out >err <<EXPECTED || fail "trace"
@@ -124,6 +124,41 @@ if [[ -e $checked ]]; then
     [[ $(<out) == undefined && $(wc -l <err) == 2 ]] || fail "refused handle: more than two reports"
 fi
 expect "no checks in the plain library" 2 err "does not check handles" run --checked -e 1
+
+# ---- The shell ----
+
+shell() { printf '%s\n' "${@:2}" | run -i ${1:+"$1"}; }
+printf 'var loaded = args.length + 40;\n' >before.js
+expect "shell after a script" 0 out "42" shell before.js 'loaded +' '2'
+expect "shell ends with exit" 6 out "1" shell "" 1 'exit(6)' 'print("not reached")'
+expect "shell with leaks" 3 err "1 handle was" \
+    shell --leaks 'xmlDOMDocCreateDoc("1.0")' 'nope' '.owned'
+grep -qF "document  without an element" out || fail "shell: what is owned is missing"
+expect "reference for .help" 0 out "Goes one step from a node." shell "" '.help xmlDOMNodeGetRelative'
+expect "no script and no terminal" 2 err "no script given" run
+
+# On a terminal: completion, history. Waits for the prompt, since earlier keys meet another terminal
+# mode; the terminal is a pseudo one.
+terminal() {
+    local keys byte from to pid
+    coproc tty { VTDOM_HISTORY=$PWD/history script -qec "$vtdom --plugin $plugin" /dev/null; }
+    pid=$tty_PID
+    exec {from}<&"${tty[0]}" {to}>&"${tty[1]}"
+    for keys in "$@"; do
+        while IFS= read -r -t 10 -N 1 -u "$from" byte; do
+            printf '%s' "$byte"
+            [[ $byte != '>' ]] || break
+        done
+        printf '%b' "$keys" >&"$to"
+    done
+    cat <&"$from"
+    exec {from}<&- {to}>&-
+    wait "$pid"
+}
+expect "shell on a terminal" 4 out '"1.6.0.6"' \
+    terminal 'xmlDOMUtilGetV\t)\n' 'function f() {\nreturn 4;\n}\n' 'exit(f\t))\n'
+grep -v '^#' history | diff - <(printf '%s\n' 'xmlDOMUtilGetVersion()' 'function f() {' 'return 4;' '}' \
+    'exit(f())') >err || fail "shell on a terminal: history"
 
 expect "missing script" 2 err "absent.js" run absent.js
 one_line "missing script"

@@ -13,6 +13,8 @@ if [[ $1 == --installed ]]; then
 else
     prefix=$scratch/a\ prefix
     cmake --install "$1" --prefix "$prefix" >/dev/null
+    find "$prefix/share/doc" -name '*.md' -print0 |
+        xargs -0 perl "$here/../docs/markdown.pl" check
 fi
 cd "$scratch"
 lib=$prefix/lib/i386-linux-gnu

@@ -24,6 +24,7 @@ function Cluster(doc) {
     this.hasReferences = false; // whether there may be entity references
     this.hasContents = false;   // whether the contents of one were made
     this.hasSplitAttributes = false;    // whether attributes may have several texts
+    this.hasUnwritable = false; // whether there may be comments that cannot be written, say
     this.scanned = false;       // whether `bindings` has those of the document
     this.bindings = {};         // namespace URI of each prefix; '' for none
     this.tangled = false;       // whether a prefix has two of them

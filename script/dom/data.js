@@ -14,7 +14,7 @@ function readText(handle) {
     } catch (e) {
         return exact.textOf(handle);
     }
-    return dump.indexOf('&') < 0 ? dump : exact.unescape(dump);
+    return dump.indexOf('&') < 0 ? dump : exact.unescapeText(dump);
 }
 exports.readText = readText;
 
@@ -29,6 +29,7 @@ function readValue(handle) {
 /** Sets the text of a node. One with characters above U+FFFF is of a new node, which takes the place. */
 function write(self, text) {
     node.checkWritable(self);
+    noteUnwritable(self._cluster, self._type, text);
     var handle = self._handle;
     if (!names.isWide(text)) {
         xmlDOMNodeSetValue(handle, text);
@@ -41,14 +42,21 @@ function write(self, text) {
     }
 }
 
+/** Notes text that would end its node early in a file, so that saves look for such nodes. */
+function noteUnwritable(cluster, type, text) {
+    if (type === 8 && (text.indexOf('--') >= 0 || text.charAt(text.length - 1) === '-')) cluster.hasUnwritable = true;
+    if (type === 7 && text.indexOf('?>') >= 0) cluster.hasUnwritable = true;
+}
+
 /** A new node of a type (3, 4, 7 with its target, 8), which hangs nowhere, with this text. */
 exports.make = function (cluster, type, text, target) {
+    noteUnwritable(cluster, type, text);
     if (!names.isWide(text + target)) {
         var made = xmlDOMDocCreateNode(cluster.doc, type, type === 7 ? target : text);
         if (type === 7) xmlDOMNodeSetValue(made, text);
         return made;
     }
-    var xml = type === 3 ? exact.escape(text)
+    var xml = type === 3 ? names.escape(text)
             : type === 4 ? '<![CDATA[' + text + ']]>'
             : type === 7 ? '<?' + target + ' ' + text + '?>'
             : '<!--' + text + '-->';

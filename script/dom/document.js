@@ -172,13 +172,12 @@ function importNode(cluster, original, deep) {
         attribute._uri = original.namespaceURI;
         return node.copied(original, attribute);
     }
-    var copy = cluster.adopt(handle);
     if (original._type === 1) {
         cluster.prefixedAttributes = cluster.prefixedAttributes || original._cluster.prefixedAttributes;
-        namespaces.note(cluster, original.prefix, original.namespaceURI);
         namespaces.scan(cluster, handle);
+        if (deep) handle = namespaces.withoutAdded(cluster, handle, copyFor(cluster, original, false));
     }
-    return node.copied(original, copy);
+    return node.copied(original, cluster.adopt(handle));
 }
 
 function copyFor(cluster, original, deep) {

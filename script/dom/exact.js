@@ -34,15 +34,17 @@ exports.load = function (text, keepBlanks) {
     // Halves of characters do not parse. What is wrong otherwise too, is wrong again.
     var wide = !doc && names.isWide(text);
     if (wide) {
-        // Beside letters UTF-7 takes most of ASCII as it is; the rest is shifted.
-        rest = rest.replace(/\+|[^\t\n\r -\[\]-}]+/g, shifted);
-        doc = xmlDOMDocLoadXMLString(
+        rest = names.replaceEncoded(rest, notDirect, shifted);
+        doc = rest === null ? undefined : xmlDOMDocLoadXMLString(
             '<?xml version=' + (head ? head[1] : '"1.0"') + ' encoding="UTF-7"' + (head ? '' : '?>') + rest, keepBlanks);
     }
     if (!doc) return undefined;
     if (wide || encoding) xmlDOMDocSetProperty(doc, 1, encoding || 'UTF-8');
     return { doc: doc, encoding: encoding };
 };
+
+// What UTF-7 does not take as it is, in encoded text. Runs are cut: the engine recurses over them.
+var notDirect = /(?:%[C-F][0-9A-F](?:%[89AB][0-9A-F]){1,3}|%2B|%5C|%7F|%0[0-8BCEF]|%1[0-9A-F]|~){1,60}/g;
 
 var declaration = /^<\?xml\s+version\s*=\s*("[^"<]*"|'[^'<]*')(?:\s+encoding\s*=\s*("[A-Za-z][\w.\-]*"|'[A-Za-z][\w.\-]*'))?/;
 
@@ -55,12 +57,12 @@ exports.make = function (owner, xml, pick) {
     return made;
 };
 
-/** XML for a text between tags or, in double quotes, in an attribute. */
-exports.escape = function (text) {
-    return text.replace(/[&<>"\r\n\t]/g, function (c) { return '&#' + c.charCodeAt(0) + ';'; });
+/** The text that serialised character data stands for. */
+exports.unescapeText = function (xml) {
+    return xml.split('&lt;').join('<').split('&gt;').join('>').split('&#13;').join('\r').split('&amp;').join('&');
 };
 
-/** The text that serialised character data or an attribute's value stands for. */
+/** The text that XML with any references to characters stands for. */
 function unescapeXml(xml) {
     return xml.replace(/&(?:#x([0-9A-F]+)|#(\d+)|(\w+));/gi, function (all, hex, decimal, name) {
         return name ? named[name] : character(hex ? parseInt(hex, 16) : +decimal);
@@ -94,13 +96,15 @@ function prepare() {
     scratch.known = {};         // handle of an element of the table: {slot, character}
     scratch.planes = {};        // planes that have pages
     scratch.first = {};         // handle of a page: its first character
+    scratch.position = {};      // handle of a page: its place among them, from 1 on
+    scratch.pageCount = 0;
     scratch.order = {};         // handle of a number: which
     for (var i = 0; i < pageSize; i++) {
         var number = xmlDOMDocCreateNode(scratch.table, 1, 'n');
         xmlDOMNodeAddChild(0, scratch.numbers, number);
         scratch.order[number] = i;
     }
-    for (i = 33; i < 127; i++) learn(i);
+    learn(codesOf(0).filter(function (code) { return code > 32 && code < 127; }));
     return scratch;
 }
 
@@ -122,14 +126,17 @@ exports.textOf = function (handle) {
 var pageSize = 256;
 var slots = 16;         // characters that one look-up decodes
 
-/** Enters a character into the table: for each slot an element whose ID is the slot and the character. */
-function learn(code) {
-    var quoted = exports.escape(character(code));
-    var xml = '';
-    for (var slot = 0; slot < slots; slot++) xml += '<i xml:id="' + base64.charAt(slot) + quoted + '"/>';
-    copyAll(xml, scratch.root).forEach(function (handle, slot) {
-        scratch.known[handle] = { slot: slot, character: character(code) };
+/** Enters characters into the table: for each and each slot an element whose ID is slot and character. */
+function learn(codes) {
+    var xml = '', entries = [];
+    codes.forEach(function (code) {
+        var quoted = names.escape(character(code), true);
+        for (var slot = 0; slot < slots; slot++) {
+            xml += '<i xml:id="' + base64.charAt(slot) + quoted + '"/>';
+            entries.push({ slot: slot, character: character(code) });
+        }
     });
+    copyAll(xml, scratch.root).forEach(function (handle, i) { scratch.known[handle] = entries[i]; });
 }
 
 /** Copies elements, given as XML, to the end of an element of the table; gives their handles. */
@@ -158,25 +165,34 @@ function addPlane(plane) {
     var xml = '', firsts = [];
     for (var page = plane << 16; page < (plane + 1) << 16; page += pageSize) {
         if (page >= 0xD800 && page < 0xE000) continue;
-        xml += '<p>' + exports.escape(codesOf(page).map(character).join('')) + '</p>';
+        xml += '<p>' + names.escape(codesOf(page).map(character).join('')) + '</p>';
         firsts.push(page);
     }
-    copyAll(xml, scratch.pages).forEach(function (handle, i) { scratch.first[handle] = firsts[i]; });
+    copyAll(xml, scratch.pages).forEach(function (handle, i) {
+        scratch.first[handle] = firsts[i];
+        scratch.position[handle] = ++scratch.pageCount;
+    });
 }
 
 // The planes in use first.
 var planes = [0, 1, 2, 3, 14, 15, 16, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13];
 
+/** Whether an XPath condition holds. */
+function holds(condition) { return xmlDOMNodeSelectNodes(scratch.root, 'self::*[' + condition + ']') !== '4'; }
+
+var blanks = [' ', '\n', '\t', '\r'];       // no ID has them
+
 /** Finds the character of an XPath expression that the table lacks, and enters it. */
 function discover(at) {
-    for (var i = 0; i < planes.length; i++) {
+    for (var i = 0; i < blanks.length; i++) if (holds(at + '="' + blanks[i] + '"')) return blanks[i];
+    for (i = 0; i < planes.length; i++) {
         if (!scratch.planes[planes[i]]) addPlane(planes[i]);
         var page = names.handles(xmlDOMNodeSelectNodes(scratch.pages, 'p[contains(.,' + at + ')]'))[0];
         if (!page) continue;
-        var before = 'string-length(substring-before(/t/pages/p[contains(.,' + at + ')],' + at + '))';
+        var before = 'string-length(substring-before(/t/pages/p[' + scratch.position[page] + '],' + at + '))';
         var number = names.handles(xmlDOMNodeSelectNodes(scratch.numbers, 'n[1+' + before + ']'))[0];
         var code = codesOf(scratch.first[page])[scratch.order[number]];
-        if (code > 32) learn(code);         // no ID has a blank
+        learn([code]);
         return character(code);
     }
     throw new Error('libxml2 has a character here that is in no XML document');
@@ -196,7 +212,7 @@ function decode(expression) {
         for (slot = 0; slot < slots; slot++) {
             if (found[slot] === undefined) {
                 var at = 'substring(' + expression + ',' + (start + slot) + ',1)';
-                if (xmlDOMNodeSelectNodes(scratch.root, 'self::*[' + at + '=""]') !== '4') return text;
+                if (holds(at + '=""')) return text;
                 found[slot] = discover(at);
             }
             text += found[slot];

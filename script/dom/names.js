@@ -12,11 +12,31 @@ function encoded(text) {
     try { return encodeURIComponent(text); } catch (e) { return null; }
 }
 
+/** The text with `replace` applied to runs of its characters, which are given as they are. The pattern is
+    for the encoded text: searches of text that is not ASCII take the engine time that grows with the
+    square of its length. Null for half of a character above U+FFFF. */
+exports.replaceEncoded = function (text, pattern, replace) {
+    var bytes = encoded(text);
+    return bytes && decodeURIComponent(bytes.replace(pattern, function (run) {
+        return encodeURIComponent(replace(decodeURIComponent(run)));
+    }));
+};
+
+/** XML for a text: of an element's content or, in double quotes, of an attribute. */
+exports.escape = function (text, inAttribute) {
+    text = text.split('&').join('&amp;').split('<').join('&lt;').split('>').join('&gt;').split('\r').join('&#13;');
+    if (!inAttribute) return text;
+    return text.split('"').join('&quot;').split('\n').join('&#10;').split('\t').join('&#9;');
+};
+
 /** Whether a text has characters above U+FFFF, which are two units (or half of one, an error). */
 exports.isWide = function (text) {
     var bytes = encoded(text);
     return bytes === null || bytes.indexOf('%F') >= 0;
 };
+
+/** Whether a text has half of a character above U+FFFF. */
+exports.isBroken = function (text) { return encoded(text) === null; };
 
 /** The value as a string; refuses what no XML document can hold. */
 exports.checkText = function (value) {

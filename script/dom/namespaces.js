@@ -45,7 +45,7 @@ function wideTag(shallow) {
         if (xmlDOMNodeSelectNodes(shallow, 'self::*[' + node + ']') === '4') return tag;
         var prefix = exact.evaluate(shallow, 'name(/t/place/*/' + node + ')');
         var uri = exact.evaluate(shallow, 'string(/t/place/*/' + node + ')');
-        if (prefix !== 'xml') tag += ' xmlns' + (prefix && ':' + prefix) + '="' + exact.escape(uri) + '"';
+        if (prefix !== 'xml') tag += ' xmlns' + (prefix && ':' + prefix) + '="' + names.escape(uri, true) + '"';
     }
 }
 exports.declarationsOf = declarationsOf;
@@ -62,20 +62,32 @@ function note(cluster, prefix, uri) {
 }
 exports.note = note;
 
-/** Notes all that is bound in a subtree. */
+/** Notes all that is bound in a subtree: by declarations, and by names that are to become some. */
 function scan(cluster, top) {
     if (xmlDOMNodeSelectNodes(top, '(descendant-or-self::*[namespace-uri()=""])[1]') !== '4') note(cluster, '', '');
-    var known = 'name()="xml"';
-    for (var count = 0; !cluster.tangled; count++) {
-        var next = names.handles(xmlDOMNodeSelectNodes(top, '(descendant-or-self::*[namespace::*[not(' + known + ')]])[1]'))[0];
-        if (!next) return;
-        var declared = declarationsOf(next);
-        Object.keys(declared).forEach(function (prefix) {
-            note(cluster, prefix, declared[prefix]);
-            known += ' or (name()=' + names.literal(prefix) + ' and .=' + names.literal(declared[prefix]) + ')';
-            if (names.isWide(prefix + declared[prefix])) cluster.tangled = true;    // no XPath finds it
+    noteAll(cluster, top, 'descendant-or-self::*[namespace::*[not(name()="xml"', ')]]', 'name()', '.', declarationsOf);
+    if (top === cluster.doc) return;
+    noteAll(cluster, top, '(descendant-or-self::*|descendant-or-self::*/@*)[namespace-uri()!=""][not(starts-with(name(),"xml:")', ')]',
+        'substring-before(name(),":")', 'namespace-uri()', function (handle) {
+            var name = nameOf(handle), bound = {};
+            bound[name.prefix] = name.uri;
+            return bound;
         });
-        if (count > 100 || Object.keys(declared).length === 0) cluster.tangled = true;
+}
+
+/** Notes what `bindings` gives for each node that an expression finds, which leaves out what is known. */
+function noteAll(cluster, top, start, end, prefixPath, uriPath, bindings) {
+    var known = '';
+    for (var count = 0; !cluster.tangled; count++) {
+        var next = names.handles(xmlDOMNodeSelectNodes(top, '(' + start + known + end + ')[1]'))[0];
+        if (!next) return;
+        var found = bindings(next);
+        Object.keys(found).forEach(function (prefix) {
+            note(cluster, prefix, found[prefix]);
+            known += ' or (' + prefixPath + '=' + names.literal(prefix) + ' and ' + uriPath + '=' + names.literal(found[prefix]) + ')';
+            if (names.isWide(prefix + found[prefix])) cluster.tangled = true;       // no XPath finds it
+        });
+        if (count > 100 || Object.keys(found).length === 0) cluster.tangled = true;
     }
 }
 exports.scan = scan;
@@ -287,7 +299,7 @@ exports.create = function (cluster, type, name) {
         }
     }
     var declaration = name.uri && name.prefix !== 'xml'
-        ? ' xmlns' + (name.prefix ? ':' + name.prefix : '') + '="' + exact.escape(name.uri) + '"' : '';
+        ? ' xmlns' + (name.prefix ? ':' + name.prefix : '') + '="' + names.escape(name.uri, true) + '"' : '';
     var xml = type === 1 ? '<' + qualified + declaration + '/>' : '<r' + declaration + ' ' + qualified + '=""/>';
     var made = exact.make(cluster.doc, xml, function (root) {
         return type === 1 ? root : xmlDOMNodeGetFirstAttribute(root);
@@ -342,7 +354,19 @@ exports.declare = function (element, prefix, uri, take) {
     if (parent) parent.insertBefore(element, next);
 };
 
-/** The same for the copy of an element. */
+/** A deep copy without the declarations that copying added to its top: these are the place's to give.
+    `shallow` is a copy of the top alone. */
+exports.withoutAdded = function (cluster, deep, shallow) {
+    if (Object.keys(declarationsOf(deep)).length === Object.keys(declarationsOf(shallow)).length) {
+        xmlDOMNodeFreeNode(shallow);
+        return deep;
+    }
+    moveChildren(cluster, deep, shallow);
+    xmlDOMNodeFreeNode(deep);
+    return shallow;
+};
+
+/** Gives a copy of an element the same declarations as attributes. */
 exports.copied = function (element, copy) {
     if (element._declared || element.namespaceURI || Object.keys(element._cluster.bindings).length > 1) {
         copy._declared = exports.declared(element).map(function (attribute) {

@@ -133,8 +133,11 @@ Node.define(Node, {
     },
     /** Gives a copy that hangs nowhere; with all below it when `deep` is true. */
     cloneNode: function (deep) {
-        var copy = this._cluster.adopt(xmlDOMNodeCloneNode(this._handle, deep ? 1 : 0));
-        return copied(this, copy);
+        var copy = xmlDOMNodeCloneNode(this._handle, deep ? 1 : 0);
+        if (deep && this._type === 1) {
+            copy = namespaces.withoutAdded(this._cluster, copy, xmlDOMNodeCloneNode(this._handle, 0));
+        }
+        return copied(this, this._cluster.adopt(copy));
     },
     /** Joins texts that are neighbours, and drops empty ones, in all of the subtree. */
     normalize: function () {
@@ -395,9 +398,15 @@ function select(node, xpath, uris) {
     var found = [];
     names.handles(list).forEach(function (handle) {
         var selected = cluster.node(handle);
-        if (selected) found.push(selected);
+        if (selected && (!top._detached || isWithin(top, selected))) found.push(selected);
     });
     return found;
+}
+
+/** Whether a node is in a detached tree: libxml2 takes its document for the parent of the top. */
+function isWithin(top, node) {
+    while (node && node !== top) node = node._type === 2 ? node.ownerElement : node.parentNode;
+    return node !== null;
 }
 
 exports.Node = Node;

@@ -11,6 +11,7 @@ function xmlOf(self, format) {
     var top = self._handle;
     var handle = top;
     if (self._type === 6 || self._type === 12) return '';
+    if (self._type === 2) return spell(self);
     if (self._type === 11 || self._type === 5) {
         return self._type === 5 ? '&' + self.nodeName + ';' : self.childNodes.map(function (child) { return xmlOf(child, format); }).join('');
     }
@@ -18,9 +19,9 @@ function xmlOf(self, format) {
         if (self._type === 1) handle = standAlone(self);
         var dump = xmlDOMNodeDumpNode(handle, format ? 1 : 0);
         if (self._type === 9 && !self.encoding) dump = dump.replace(' encoding="UTF-8"', '');
-        return self._type === 2 ? dump.slice(1) : dump;
+        return dump;
     } catch (e) {
-        return spell(self);
+        return spell(self, format ? 0 : undefined);
     } finally {
         if (handle !== top) xmlDOMDocFreeDoc(xmlDOMNodeGetRelative(handle, 0));
     }
@@ -35,51 +36,53 @@ function standAlone(element) {
     return copy;
 }
 
-/** The same written here, where it has characters above U+FFFF. */
-function spell(self) {
+/** The same written here, where it has characters above U+FFFF; `level`: how far it is indented. */
+function spell(self, level) {
     switch (self._type) {
-        case 1: return spellInside(self, { '': '' }, namespaces.allBindings(self));
-        case 2: return self.nodeName + '="' + attributeText(self.value) + '"';
-        case 3: return self.data.replace(/[&<>\r]/g, entity);
+        case 1: return spellInside(self, { '': '' }, namespaces.allBindings(self), level);
+        case 2: return self.nodeName + '="' + names.escape(self.value, true) + '"';
+        case 3: return names.escape(self.data);
         case 4: return '<![CDATA[' + self.data.split(']]>').join(']]]]><![CDATA[>') + ']]>';
         case 5: return '&' + self.nodeName + ';';
         case 7: return '<?' + self.target + (self.data ? ' ' + self.data : '') + '?>';
         case 8: return '<!--' + self.data + '-->';
         case 9: return '<?xml version="' + (xmlDOMDocGetProperty(self._handle, 0) || '1.0') + '"' +
             (self.encoding ? ' encoding="' + self.encoding + '"' : '') + '?>\n' +
-            self.childNodes.map(function (child) { return spell(child) + '\n'; }).join('');
+            self.childNodes.map(function (child) { return spell(child, level) + '\n'; }).join('');
         case 10: return spellDoctype(self);
         default: return '';
     }
 }
 
-function spellInside(element, scope, declared) {
+function spellInside(element, scope, declared, level) {
     var inner = Object.create(scope);
     var tag = '<' + element.nodeName;
     Object.keys(declared).forEach(function (prefix) {
         if (inner[prefix] === declared[prefix]) return;
         inner[prefix] = declared[prefix];
-        tag += ' xmlns' + (prefix && ':' + prefix) + '="' + attributeText(declared[prefix]) + '"';
+        tag += ' xmlns' + (prefix && ':' + prefix) + '="' + names.escape(declared[prefix], true) + '"';
     });
     element.attributes.forEach(function (attribute) {
-        if (attribute._declares === undefined && attribute.specified) tag += ' ' + spell(attribute);
+        if (attribute._declares !== undefined || !attribute.specified) return;
+        // The prefix in libxml2's tree may be another one than the object's.
+        tag += ' ' + node.readName(attribute._handle, 'name', xmlDOMNodeGetName) + '="' + names.escape(attribute.value, true) + '"';
     });
-    var content = element.childNodes.map(function (child) {
-        return child._type === 1 ? spellInside(child, inner, namespaces.bindingsOf(child._handle)) : spell(child);
+    var children = element.childNodes.toArray();
+    // As libxml2: what has text in it is not indented, nor is anything in that.
+    if (children.some(function (child) { return child._type >= 3 && child._type <= 5; })) level = undefined;
+    var inside = level === undefined ? undefined : level + 1;
+    var content = children.map(function (child) {
+        return line(inside) + (child._type === 1 ? spellInside(child, inner, namespaces.bindingsOf(child._handle), inside) : spell(child));
     }).join('');
-    return content ? tag + '>' + content + '</' + element.nodeName + '>' : tag + '/>';
+    return content ? tag + '>' + content + line(level) + '</' + element.nodeName + '>' : tag + '/>';
 }
+
+function line(level) { return level === undefined ? '' : '\n' + new Array(level + 1).join('  '); }
 
 function spellDoctype(doctype) {
     var publicId = doctype.publicId, systemId = doctype.systemId, subset = doctype.internalSubset;
     return '<!DOCTYPE ' + doctype.name + (publicId !== null ? ' PUBLIC "' + publicId + '" "' + systemId + '"' : systemId !== null ? ' SYSTEM "' + systemId + '"' : '') +
         (subset ? ' [\n' + subset + ']' : '') + '>';
-}
-
-function attributeText(text) { return text.replace(/[&<>"\r\n\t]/g, entity); }
-
-function entity(c) {
-    return { '&': '&amp;', '<': '&lt;', '>': '&gt;', '"': '&quot;' }[c] || '&#' + c.charCodeAt(0) + ';';
 }
 
 Object.defineProperty(Node.prototype, 'toString', {
@@ -94,10 +97,15 @@ function refused(path) {
     return new Error('cannot write ' + path);
 }
 
+var unwritable = '//comment()[contains(concat(., "-"), "--")]|//processing-instruction()[contains(., "?>")]';
+
 /** Writes a document. */
 exports.save = function (document, path, options) {
     if (path.indexOf('\0') >= 0 || path === '') throw refused(path);
     if (document._cluster.isHtml) return saveHtml(document, path, options);
+    if (document._cluster.hasUnwritable && xmlDOMNodeSelectNodes(document._handle, unwritable) !== '4') {
+        throw new Error('cannot write ' + path + ': a comment has -- in it or - at its end, or a processing instruction has ?> in it');
+    }
     var handle = document._handle;
     var before = document._encoding;
     if (options.encoding) document.encoding = options.encoding;
@@ -105,13 +113,12 @@ exports.save = function (document, path, options) {
     if (options.format) {
         // What XML allows is indented in a copy, as text: a formatted save would drop declarations.
         var lean = exact.load(xmlOf(document, false), 0);
-        var loaded = lean && exact.load(formatted(lean.doc, document), 1);
+        var loaded = lean && exact.load(formatted(lean.doc), 1);
         if (loaded) {
             xmlDOMDocSetProperty(loaded.doc, 1, document.encoding || 'UTF-8');
             written = xmlDOMDocSaveXMLFile(loaded.doc, names.writePath(path));
             xmlDOMDocFreeDoc(loaded.doc);
         }
-        if (lean) xmlDOMDocFreeDoc(lean.doc);
     } else {
         written = xmlDOMDocSaveXMLFile(handle, names.writePath(path));
     }
@@ -121,17 +128,22 @@ exports.save = function (document, path, options) {
     }
 };
 
-function formatted(doc, document) {
-    try {
-        return xmlDOMNodeDumpNode(doc, 1);
-    } catch (e) {
-        return xmlOf(document, false);
-    }
+/** The indented text of a document, which ends here. */
+function formatted(doc) {
+    var copy = require('./document').documentOf(doc);
+    return xmlOf(copy, true);
 }
 
+var htmlEncodings = ['UTF-8', 'UTF-16LE', 'UTF-16BE', 'ISO-8859-1', 'ASCII', 'US-ASCII', 'HTML'];
+
 function saveHtml(document, path, options) {
-    var encoding = options.encoding || document.encoding || 'UTF-8';
-    if (xmlHTMLDocSaveFormatFile(document._handle, names.bytePath(path), encoding, options.format ? 1 : 0) === undefined) throw refused(path);
+    var encoding = String(options.encoding || document.encoding || 'UTF-8').toUpperCase();
+    if (htmlEncodings.indexOf(encoding) < 0) {
+        if (options.encoding) throw refused(path + ' in ' + options.encoding);
+        encoding = 'UTF-8';
+    }
+    var written = xmlHTMLDocSaveFormatFile(document._handle, names.bytePath(path), encoding, options.format ? 1 : 0);
+    if (written === undefined) throw refused(path);
 }
 
 // ---- Validating -----------------------------------------------------------------------------------

@@ -1,0 +1,140 @@
+// The interactive shell: what Tab offers, when an input is complete, what is shown as a handle.
+#include "cli/shell.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "cli/completion.hpp"
+#include "fixture.hpp"
+
+namespace valtrosse::cli {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+class ShellSession : public testing::Test {
+protected:
+    ShellSession() {
+        observers.add(ownership);
+        observers.add(handles);
+    }
+
+    /// What the shell says to these lines, without prompts.
+    std::string say(const std::string& lines) {
+        out.str("");
+        std::istringstream in(lines);
+        StreamInput input(in);
+        shell.run(input);
+        return out.str();
+    }
+    std::vector<std::string> tab(const std::string& line) { return shell.complete(line).words; }
+
+    host::Host host{host::plugin_path()};
+    Ownership ownership{host};
+    KnownHandles handles{ownership};
+    script::CallObservers observers;
+    std::ostringstream out;
+    script::Engine engine{host, {.out = &out, .err = &out, .observer = &observers}};
+    Reference reference = Reference::read(host::source_path("docs/functions.md"));
+    Shell shell{host, engine, ownership, handles, reference, out};
+};
+
+TEST_F(ShellSession, offers_what_could_stand_there) {
+    say("var tea = {leaf: {colour: 1, size: 2}}; var trap = {get at() { throw 1; }}");
+    EXPECT_THAT(tab("x = xmlDOMDocGetE"),
+                ElementsAre("xmlDOMDocGetElementById(", "xmlDOMDocGetEntities("));
+    EXPECT_THAT(tab("tea.leaf."), Contains("colour"));
+    EXPECT_THAT(tab("print(tea.leaf.s"), ElementsAre("size"));
+    EXPECT_THAT(tab("Math.ma"), ElementsAre("max"));
+    EXPECT_THAT(tab("trap.at."), IsEmpty());
+    EXPECT_THAT(tab("trap."), Contains("at"));
+    EXPECT_THAT(tab("f().ma"), IsEmpty());
+    EXPECT_THAT(tab("nobody.x.y"), IsEmpty());
+    EXPECT_THAT(tab("xmlDOMNodeGetRelative("), ElementsAre("{node: ", "{relative: "));
+    EXPECT_THAT(tab("xmlDOMNodeGetRelative({"), ElementsAre("node: ", "relative: "));
+    EXPECT_THAT(tab("xmlDOMNodeGetRelative({node: f(1, ')'), r"), ElementsAre("relative: "));
+    EXPECT_THAT(tab("xmlDOMNodeGetRelative({node: te"), ElementsAre("tea"));
+    EXPECT_THAT(tab("xmlDOMNodeGetRelative(te"), ElementsAre("tea"));
+    EXPECT_THAT(tab("g(1, {n"), Not(Contains("node: ")));
+    EXPECT_THAT(tab(".he"), ElementsAre("help"));
+    EXPECT_THAT(tab(".help xmlUTF8"), ElementsAre("xmlUTF8Decode", "xmlUTF8Encode"));
+    EXPECT_TRUE(shell.complete("xmlDOMDocLoadXMLFile('dat").files);
+    EXPECT_FALSE(shell.complete("'it\\'s' + x").files);
+}
+
+TEST_F(ShellSession, waits_for_the_rest_of_an_input_and_outlives_errors) {
+    EXPECT_THAT(say("[1,\n2,\n\n"), HasSubstr("SyntaxError"));  // an empty line ends it
+    EXPECT_EQ(say("function f(x) {\nreturn x +\n1; }\nf(\n1)\n"), "2\n");
+    EXPECT_EQ(say("/* a\nb */ 3\n'a' +\n'b'\nif (true) {\n4 }\n"), "3\n\"ab\"\n4\n");
+    EXPECT_EQ(say("{a: 1}\n"), "{a: 1}\n");
+    // Errors that more lines would not mend come at once.
+    for (const char* wrong : {"x = ;", "1 2", "'a", "a)", "/b", "return 1"}) {
+        EXPECT_THAT(say(std::string(wrong) + "\n5\n"), HasSubstr("\n5\n")) << wrong;
+    }
+    EXPECT_EQ(say("nope\nthrow {}\nnull.x\n_ = 6\n_ + 1\n_\n"),
+              "ReferenceError: identifier 'nope' undefined\n"
+              "input: uncaught [object Object]\n"
+              "TypeError: cannot read property 'x' of null\n6\n7\n7\n");
+    EXPECT_EQ(say("var p = new Proxy([], {get: function () { throw new Error('trap'); }}); p\n8\n"),
+              "Error: trap\n8\n");
+    EXPECT_EQ(say("exit(9)\n10\n"), "");
+}
+
+TEST_F(ShellSession, shows_handles_only_of_what_calls_gave_and_is_alive) {
+    EXPECT_THAT(say("var d = xmlDOMDocLoadXMLString('<a><b id=\"1\">x</b>y<!--z--></a>', 0)\n"
+                    "var a = xmlDOMDocGetRootNode(d); d\na\n[a, 1]\n"),
+                testing::MatchesRegex("XML document, root <a>, 2 elements, no encoding named  .+\n"
+                                      "<a>  [0-9]+\n.[0-9]+ <a>, 1.\n"));
+    EXPECT_THAT(say("xmlDOMNodeSelectNodes(a, '//node()|//@*')\n"),
+                testing::MatchesRegex("( +[0-9]+  (element|attribute|text|comment) +"
+                                      "(<a>|<b id=\"1\">|id=\"1\"|\"x\"|\"y\"|<!--z-->)\n)+"
+                                      "6 nodes\n"));
+    EXPECT_EQ(say("xmlDOMNodeSelectNodes(a, 'c')\n'4'\n'400000001'\n1\n4096\n"),
+              "0 nodes\n\"4\"\n\"400000001\"\n1\n4096\n");
+    EXPECT_EQ(say("xmlDOMNodeGetRelative(d, 0)\nvar x = 1\n"), "undefined\n");
+    EXPECT_EQ(say("var quiet = new Function('d', 'xmlDOMNodeGetRelative(d, 0)'); quiet(d)\n"), "");
+    // Numbers that look like handles but were never given as such are left alone.
+    EXPECT_THAT(say("a + 8\n"), testing::MatchesRegex("[0-9]+\n"));
+    // A node may name a document that is gone; what was in it is unknown from then on.
+    const std::string after =
+        say("var n = xmlDOMDocCreateNode(d, 8, 'n'); xmlDOMDocFreeDoc(d)\n"
+            "d\na\nxmlDOMNodeGetOwnerDoc(n)\nn\n");
+    EXPECT_THAT(after, testing::MatchesRegex("0\n[0-9]+\n[0-9]+\n[0-9]+\n<!--n-->  [0-9]+\n"));
+    EXPECT_THAT(say(".owned\n"), HasSubstr("comment  <!--n-->\n1 node\n"));
+    say("xmlDOMNodeFreeNode(n)\n");
+}
+
+TEST_F(ShellSession, agrees_with_the_reference) {
+    for (const host::Function& function : host.functions()) {
+        const Reference::Entry* entry = reference.find(function.name);
+        ASSERT_NE(entry, nullptr) << function.name;
+        const std::string& result = entry->result;
+        const bool handle = result.starts_with("handle ") || result.starts_with("the handle ");
+        const Gives expected = result.starts_with("handle list") ? Gives::handle_list
+                               : handle                          ? Gives::handle
+                                                                 : Gives::other;
+        EXPECT_EQ(result_kind(function.name), expected) << function.name << ": " << result;
+    }
+    EXPECT_THAT(say(".help xmlDOMDocSetExternalDtd\n"),
+                StartsWith("xmlDOMDocSetExternalDtd(doc, dtd)\nMakes a DTD the internal subset"));
+    EXPECT_THAT(say(".help LIBXMLLife.addInternal\n"), HasSubstr("- internal: handle of"));
+    EXPECT_THAT(say(".help xmldomdocfree\n.nothing\n"),
+                "  xmlDOMDocFreeDoc(node)\nThere is no command .nothing: see .help\n");
+    const Reference missing = Reference::read("absent.md");
+    Shell without{host, engine, ownership, handles, missing, out};
+    out.str("");
+    std::istringstream in(".help xmlUTF8Encode\n");
+    StreamInput input(in);
+    without.run(input);
+    EXPECT_THAT(out.str(), StartsWith("xmlUTF8Encode(string)\n"));
+}
+
+}  // namespace
+}  // namespace valtrosse::cli

@@ -14,6 +14,7 @@
 #include "cli/places.hpp"
 #include "cli/profile.hpp"
 #include "cli/reference.hpp"
+#include "cli/refused_handles.hpp"
 #include "cli/shell.hpp"
 #include "cli/trace.hpp"
 #include "host/host.hpp"
@@ -116,8 +117,9 @@ int run(const cli::CommandLine& line, host::Host& host) {
 
 int execute(const cli::CommandLine& line) {
     if (line.no_network) cli::forbid_network();
-    const std::string plugin = cli::find_plugin(line.plugin);
+    const std::string plugin = cli::find_plugin(line.plugin, line.checked);
     host::Host host(plugin);
+    if (line.checked) cli::report_refused_handles(host, plugin);
     switch (line.action) {
         case cli::Action::list_functions: list_functions(host); return 0;
         case cli::Action::show_version: show_version(host, plugin); return 0;

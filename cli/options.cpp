@@ -58,6 +58,9 @@ std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_co
                  "At the end write a table of the calls to standard error");
     app.add_flag("--no-network", line.no_network,
                  "Fetch no documents, DTDs or entities by network");
+    app.add_flag(
+        "--checked", line.checked,
+        "Use libvaltrosse-dom-checked.so, and name every call with a handle of nothing alive");
     app.add_flag("--functions", functions, "List the script functions with their parameters");
     app.add_flag("--version", version, "Show the library's versions");
 

@@ -19,6 +19,7 @@ struct CommandLine {
     bool trace = false;             ///< write each call
     bool profile = false;           ///< write a table of the calls
     bool no_network = false;        ///< let libxml2 fetch nothing
+    bool checked = false;  ///< use the library that checks handles, and report what it refuses
 };
 
 /// Reads the command line. Nothing is left to do when there is no result: help or a complaint has

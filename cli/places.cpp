@@ -10,8 +10,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* library_name = "libvaltrosse-dom.so";
-
 fs::path executable_directory() {
     std::error_code ignored;
     return fs::read_symlink("/proc/self/exe", ignored).parent_path();
@@ -19,11 +17,13 @@ fs::path executable_directory() {
 
 }  // namespace
 
-std::string find_plugin(const std::string& given) {
+std::string find_plugin(const std::string& given, bool checked) {
     if (!given.empty()) return given;
     if (const char* path = std::getenv("VALTROSSE_PLUGIN"); path != nullptr && *path != '\0') {
         return path;
     }
+    const char* const library_name =
+        checked ? "libvaltrosse-dom-checked.so" : "libvaltrosse-dom.so";
     const fs::path directory = executable_directory();
     for (const char* place : {"", VALTROSSE_PLUGIN_FROM_VTDOM}) {
         const fs::path path = (directory / place / library_name).lexically_normal();

@@ -72,17 +72,24 @@ void append_utf8(std::string& utf8, char32_t c) {
 }  // namespace
 
 std::u16string to_units(std::string_view utf8) {
-    std::u16string units;
-    units.reserve(utf8.size());
+    std::u16string units(utf8.size(), u'\0');  // never fewer bytes than units
+    char16_t* out = units.data();
     while (!utf8.empty()) {
+        std::size_t ascii = 0;
+        while (ascii < utf8.size() && static_cast<std::uint8_t>(utf8[ascii]) < 0x80) {
+            *out++ = static_cast<char16_t>(utf8[ascii++]);
+        }
+        utf8.remove_prefix(ascii);
+        if (utf8.empty()) break;
         const char32_t c = take_character(utf8);
         if (c < 0x10000) {
-            units.push_back(static_cast<char16_t>(c));
+            *out++ = static_cast<char16_t>(c);
         } else {
-            units.push_back(static_cast<char16_t>(0xD800U + ((c - 0x10000U) >> 10U)));
-            units.push_back(static_cast<char16_t>(0xDC00U + ((c - 0x10000U) & 0x3FFU)));
+            *out++ = static_cast<char16_t>(0xD800U + ((c - 0x10000U) >> 10U));
+            *out++ = static_cast<char16_t>(0xDC00U + ((c - 0x10000U) & 0x3FFU));
         }
     }
+    units.resize(static_cast<std::size_t>(out - units.data()));
     return units;
 }
 

@@ -31,17 +31,20 @@ std::size_t widen_ascii(const unsigned char* bytes, std::size_t count, char16_t*
     return done;
 }
 
-/// The other way.
+/// Narrows 16 units to bytes. False when not all of them are ASCII.
+bool narrow_if_ascii(const char16_t* units, __m128i& bytes) {
+    const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units));
+    const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + 8));
+    const __m128i above = _mm_and_si128(_mm_or_si128(low, high), _mm_set1_epi16(-0x80));
+    bytes = _mm_packus_epi16(low, high);
+    return _mm_movemask_epi8(_mm_cmpeq_epi16(above, _mm_setzero_si128())) == 0xFFFF;
+}
+
+/// As widen_ascii, the other way.
 std::size_t narrow_ascii(const char16_t* units, std::size_t count, char* out) {
-    const __m128i above_ascii = _mm_set1_epi16(static_cast<short>(0xFF80));
     std::size_t done = 0;
-    for (; done + 16 <= count; done += 16) {
-        const auto* from = reinterpret_cast<const __m128i*>(units + done);
-        const __m128i low = _mm_loadu_si128(from);
-        const __m128i high = _mm_loadu_si128(from + 1);
-        const __m128i above = _mm_and_si128(_mm_or_si128(low, high), above_ascii);
-        if (_mm_movemask_epi8(_mm_cmpeq_epi16(above, _mm_setzero_si128())) != 0xFFFF) break;
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done), _mm_packus_epi16(low, high));
+    for (__m128i bytes; done + 16 <= count && narrow_if_ascii(units + done, bytes); done += 16) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done), bytes);
     }
     return done;
 }
@@ -51,7 +54,13 @@ std::size_t narrow_ascii(const char16_t* units, std::size_t count, char* out) {
 std::size_t room_for(std::u16string_view units) {
     if (units.size() <= counted_from) return 3 * units.size();
     std::size_t size = units.size();
-    for (const char16_t unit : units) size += (unit >= 0x80 ? 1u : 0u) + (unit >= 0x800 ? 1u : 0u);
+    while (!units.empty()) {
+        const std::u16string_view block = units.substr(0, 16);
+        units.remove_prefix(block.size());
+        __m128i bytes;
+        if (block.size() == 16 && narrow_if_ascii(block.data(), bytes)) continue;
+        for (const char16_t unit : block) size += (unit >= 0x80) + (unit >= 0x800);
+    }
     return size;
 }
 

@@ -27,7 +27,7 @@ std::string text_of(const vt_name& name) {
 
 class Checked : public TreeTest {
 protected:
-    Checked() : TreeTest(VALTROSSE_CHECKED_PLUGIN_PATH) {
+    Checked() : TreeTest(checked_plugin_path()) {
         const auto listen = host.symbol_as<vt_on_refused_handle>("valtrosse_on_refused_handle");
         listen(
             [](void* to, const vt_name* function, const vt_name* parameter, Handle handle) {
@@ -273,7 +273,7 @@ TEST_F(Checked, callbacks_of_the_host_are_called_in_turn) {
 TEST_F(Checked, outlives_its_host) {
     const Handle doc = load_unkept(), r = root(doc);
     {
-        Host other(VALTROSSE_CHECKED_PLUGIN_PATH);
+        Host other(checked_plugin_path());
         EXPECT_EQ(other.call("xmlDOMNodeGetName", {r}).utf8(), "r");
     }
     ends("freed after a host has gone", {doc, r}, [&] { free_doc(doc); });

@@ -115,6 +115,15 @@ awk '/ %/ { share += $(NF - ($NF !~ /%/) - 1) } END { exit share < 99 || share >
     fail "profile: the shares do not add up"
 expect "no network" 0 out "Attempt to load network entity" run --no-network -e \
     'xmlDOMDocLoadXMLFile("http://127.0.0.1:9/", 0); print(xmlDOMDocGetLastMsg(0))'
+checked=${plugin%.so}-checked.so
+if [[ -e $checked ]]; then
+    printf 'xmlDOMNodeGetName(5);\nprint(LIBXMLLife.new().addInternal(6));\n' >refused.js
+    expect "refused handle" 0 err "xmlDOMNodeGetName: node 0x00000005 (5)" "$vtdom" --checked refused.js
+    expect "refused by a method" 0 err "addInternal: internal 0x00000006 (6)" \
+        "$vtdom" --checked --plugin "$checked" refused.js
+    [[ $(<out) == undefined && $(wc -l <err) == 2 ]] || fail "refused handle: more than two reports"
+fi
+expect "no checks in the plain library" 2 err "does not check handles" run --checked -e 1
 
 # ---- The shell ----
 

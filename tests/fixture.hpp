@@ -25,10 +25,9 @@ using Handle = std::uint32_t;
 inline bool under_valgrind() { return std::getenv("VALTROSSE_UNDER_VALGRIND") != nullptr; }
 
 /// The library that the tests load: VALTROSSE_PLUGIN names another one than the build's plain one.
-inline std::string plugin_path() {
-    const char* const path = std::getenv("VALTROSSE_PLUGIN");
-    return path ? path : VALTROSSE_PLUGIN_PATH;
-}
+std::string plugin_path();
+/// The build's library that checks handles; empty when the build makes none.
+std::string checked_plugin_path();
 
 inline Handle handle_of(const void* object) {
     return static_cast<Handle>(reinterpret_cast<std::uintptr_t>(object));

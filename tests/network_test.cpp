@@ -41,7 +41,7 @@ TEST(Network, is_not_used_for_documents_dtds_entities_catalogues_stylesheets_and
     const Listener listener;
     ASSERT_NE(listener.port(), 0);
     const std::string there = "HTTP://127.0.0.1:" + std::to_string(listener.port()) + "/";
-    Host host(VALTROSSE_PLUGIN_PATH);
+    Host host(plugin_path());
     const auto expect_quiet = [&](const char* what) {
         EXPECT_FALSE(listener.was_called()) << what;
     };

@@ -62,7 +62,7 @@ protected:
     }
 
     Account account;
-    host::Host host{VALTROSSE_PLUGIN_PATH};
+    host::Host host{host::plugin_path()};
     Ownership observed{host};
     std::ostringstream out;
     std::vector<std::string> args;

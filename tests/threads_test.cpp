@@ -99,14 +99,14 @@ void hold_and_free(Host& own, Script<Host>& script) {
 }
 
 TEST(Threads, have_documents_messages_and_hosts_of_their_own) {
-    Host shared(VALTROSSE_PLUGIN_PATH);
+    Host shared(plugin_path());
     const auto work = [&shared](unsigned number) {
         Host::Context context(shared), other_context(shared);
         Script one(context, "one" + std::to_string(number));
         Script two(other_context, "two" + std::to_string(number));
         EXPECT_EQ(one.message() + two.message(), "nonenone");
         for (int round = 0; round < rounds(); ++round) {
-            Host own(VALTROSSE_PLUGIN_PATH);
+            Host own(plugin_path());
             Script third(own, "own" + std::to_string(number));
             one.fails_to_load();
             two.fails_to_load();

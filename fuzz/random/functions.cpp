@@ -45,7 +45,7 @@ const std::vector<FunctionSpec>& functions() {
         {"xmlDOMDocKeepBlanksDefault", 1, {keep_blanks}},
         {"xmlDOMDocSaveXMLFormatFile", 3, {xml_document, xml_path, encoding, strict_flag}},
         {"xmlDOMDocCreateNodeNS", 20, {owner, ns_node_type, qname, uri}},
-        {"xmlDOMNodeGetPropertyNS", 5, {node, property}},
+        {"xmlDOMNodeGetPropertyNS", 5, {element, property}},
         {"xmlDOMElementGetAttributeNS", 5, {element, name, uri}},
         {"xmlDOMElementGetAttributeNodeNS", 5, {element, name, uri}},
         {"xmlDOMElementSetAttributeNodeNS", 14, {element, attribute_to_link}},

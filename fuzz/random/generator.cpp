@@ -6,7 +6,7 @@ namespace valtrosse::random {
 
 namespace {
 
-constexpr std::size_t plenty_of_nodes = 150;
+constexpr std::size_t plenty_of_nodes = 200;
 
 using Words = std::vector<std::string_view>;
 
@@ -32,7 +32,6 @@ const Words html_texts{
 const Words malformed{"<a>",    "",           "<a></b>", "<a/><b/>", "<a k='1' k='2'/>",
                       "<p:a/>", "<a>&no;</a>"};
 const Words doctypes{
-    "",
     "<!DOCTYPE a [<!ATTLIST a id ID #IMPLIED lang CDATA \"en\"><!ATTLIST b id ID #IMPLIED>"
     "<!ATTLIST p:a id ID #IMPLIED p:k CDATA \"default\"><!ATTLIST item p:id ID #IMPLIED>]>",
     "<!DOCTYPE a [<!NOTATION gif SYSTEM \"viewer\"><!NOTATION png PUBLIC \"-//png\">"
@@ -56,7 +55,8 @@ bool suits(const Node* node, Taste taste) {
         case Taste::attribute:
         case Taste::child_attribute: return node->is_attribute();
         case Taste::attribute_to_link: return node->is_attribute() && free;
-        case Taste::node_to_link: return free && !node->is_attribute();
+        case Taste::node_to_link:
+            return free && !node->is_attribute() && node->type != XML_DOCUMENT_FRAG_NODE;
         case Taste::parent:
             return node->is_element() || node->is_document() || node->is_attribute() ||
                    node->is_reference() || node->type == XML_DOCUMENT_FRAG_NODE;
@@ -92,7 +92,7 @@ const FunctionSpec& Generator::choose_function() {
     const auto& nodes = session_.forest().nodes();
     if (nodes.empty()) return *find_function("xmlDOMDocLoadXMLString");
     if (nodes.size() > plenty_of_nodes && choices_.chance(30))
-        return *find_function(choices_.chance(60) ? "xmlDOMDocFreeDoc" : "xmlDOMNodeFreeNode");
+        return *find_function(choices_.chance(20) ? "xmlDOMDocFreeDoc" : "xmlDOMNodeFreeNode");
     std::uint32_t total = 0;
     for (const FunctionSpec& spec : all) total += spec.weight;
     std::uint32_t chosen = choices_.below(total);
@@ -173,22 +173,28 @@ Value Generator::handle(Taste taste, const Step& so_far) {
     if (taste == Taste::owner && choices_.chance(3)) return integer_value(4097);
     if (taste == Taste::parent && choices_.chance(60)) taste = Taste::element;
     std::vector<const Node*> candidates;
-    const bool picky = !choices_.chance(8);
+    const bool picky = !choices_.chance(4);
     for (const auto& [id, node] : session_.forest().nodes())
         if (!picky || suits(node.get(), taste)) candidates.push_back(node.get());
     if (candidates.empty())
         for (const auto& [id, node] : session_.forest().nodes()) candidates.push_back(node.get());
     if (candidates.empty()) return integer_value(0);
     // An attribute of the element chosen before, and a node that must come from elsewhere.
-    if (taste == Taste::child_attribute && picky && !so_far.args.empty() &&
-        so_far.args[0].kind == Value::Kind::object) {
-        const Node* const element = session_.forest().at(so_far.args[0].object);
-        if (!element->attributes.empty() && choices_.chance(80))
+    if (taste == Taste::child_attribute && picky) {
+        const Node* const element = first_node(so_far);
+        if (element && !element->attributes.empty() && choices_.chance(80))
             return object_value(choices_.pick(element->attributes)->id);
     }
     if (taste == Taste::node_to_link && choices_.chance(25))
         return handle(Taste::node, so_far);  // one that still hangs somewhere
     return object_value(choices_.pick(candidates)->id);
+}
+
+/// The element that was chosen as the first argument, if one was.
+const Node* Generator::first_node(const Step& so_far) const {
+    if (so_far.args.empty() || so_far.args[0].kind != Value::Kind::object) return nullptr;
+    const Node* const node = session_.forest().at(so_far.args[0].object);
+    return node->is_element() ? node : nullptr;
 }
 
 Value Generator::text(Taste taste, const Step& so_far) {
@@ -200,9 +206,18 @@ Value Generator::text(Taste taste, const Step& so_far) {
         case xml: return text_value(xml_text());
         case html: return text_value(choices_.pick(html_texts));
         case Taste::version: return text_value(choices_.chance(80) ? "1.0" : "1.1");
-        case name: return text_value(choices_.pick(names));
+        case name: {
+            const Node* const node = first_node(so_far);
+            if (node && !node->attributes.empty() && choices_.chance(60))
+                return text_value(choices_.pick(node->attributes)->name);
+            return text_value(choices_.pick(names));
+        }
         case qname: return text_value(choices_.pick(qnames));
         case uri: {
+            const Node* const node = first_node(so_far);
+            if (node && !node->attributes.empty() && choices_.chance(70))
+                for (const Node* attr : node->attributes)
+                    if (attr->ns) return text_value(attr->ns->uri);
             const std::u16string qname_text = so_far.args.size() > 2 ? so_far.args[2].text : u"";
             if (qname_text.starts_with(u"xml:") && choices_.chance(90))
                 return text_value("http://www.w3.org/XML/1998/namespace");
@@ -259,7 +274,7 @@ void Generator::xml_element(std::string& out, int depth) {
     if (name[0] == 'q' || choices_.chance(10))
         out += choices_.chance(50) ? " xmlns:q='urn:q'" : " xmlns:q='urn:x'";
     if (choices_.chance(10)) out += " xmlns='urn:x'";
-    if (choices_.chance(25)) out += " id='i" + std::to_string(1 + choices_.below(3)) + "'";
+    if (choices_.chance(50)) out += " id='i" + std::to_string(1 + choices_.below(3)) + "'";
     if (choices_.chance(20)) out += " k='v &amp; w'";
     if (choices_.chance(10)) out += " xml:lang='en'";
     if (choices_.chance(7)) out += " xml:id='i" + std::to_string(1 + choices_.below(3)) + "'";
@@ -283,7 +298,7 @@ std::string Generator::xml_text() {
     std::string out;
     if (choices_.chance(15)) out += "<?xml version='1.0' standalone='yes'?>";
     if (choices_.chance(15)) out += "<!--before-->";
-    const std::string_view doctype = choices_.pick(doctypes);
+    const std::string_view doctype = choices_.chance(30) ? "" : choices_.pick(doctypes);
     out += doctype;
     if (doctype.find("ENTITY e") != std::string_view::npos) {
         std::string inner;

@@ -20,6 +20,7 @@ private:
     Value argument(Taste taste, const Step& so_far);
     Value handle(Taste taste, const Step& so_far);
     Value text(Taste taste, const Step& so_far);
+    const Node* first_node(const Step& so_far) const;
     Value wrong(Taste taste);
     std::string xml_text();
     void xml_element(std::string& out, int depth);

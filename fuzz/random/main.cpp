@@ -66,7 +66,7 @@ int run_all(Isolation& isolation, std::uint64_t seed, std::uint64_t steps, bool 
     for (std::uint64_t done = 0; steps == 0 || done < steps; ++runs) {
         const auto count = static_cast<std::uint32_t>(
             steps == 0 ? steps_of_a_run : std::min<std::uint64_t>(steps_of_a_run, steps - done));
-        if (auto found = isolation.run(seed + runs, count)) {
+        if (auto found = isolation.run(seed + runs, count, runs % 4 == 0)) {
             std::printf("run %llu failed (--seed %llu --steps %u): %s\nmaking it short ...\n",
                         static_cast<unsigned long long>(runs),
                         static_cast<unsigned long long>(seed + runs), count, found->what.c_str());

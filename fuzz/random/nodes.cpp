@@ -80,9 +80,8 @@ Expected Session::owner_doc(const Args& args) { return integer(args.nodes[0]->ow
 // ---- Creating -----------------------------------------------------------------------------------
 
 Expected Session::create_node(const Args& args) {
-    const auto type = static_cast<xmlElementType>(args.integers[1]);
     const std::string& data = args.texts[2];
-    switch (type) {
+    switch (args.integers[1]) {
         case XML_ELEMENT_NODE:
         case XML_ATTRIBUTE_NODE:
         case XML_ENTITY_REF_NODE:
@@ -95,6 +94,7 @@ Expected Session::create_node(const Args& args) {
         case XML_DOCUMENT_FRAG_NODE: break;
         default: return none();
     }
+    const auto type = static_cast<xmlElementType>(args.integers[1]);
     Node* const node = forest_.make(step_, type);
     node->owner = args.integers[0];
     if (node->is_character_data() && type != XML_PI_NODE)

@@ -1,5 +1,6 @@
 #include "fuzz/random/shrink.hpp"
 
+#include <libxml/xmlmemory.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -7,6 +8,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <stdexcept>
@@ -28,7 +30,46 @@ struct Isolation::Shared {
     }
 };
 
-Isolation::Isolation(const std::string& plugin) : host_(plugin) {
+namespace {
+
+/// Blocks that libxml2 and the library have of its allocator.
+long live_blocks = 0;
+
+void* counted_malloc(std::size_t bytes) {
+    void* const block = std::malloc(bytes);
+    live_blocks += block != nullptr;
+    return block;
+}
+void* counted_realloc(void* block, std::size_t bytes) {
+    if (!block) return counted_malloc(bytes);
+    return std::realloc(block, bytes);
+}
+void counted_free(void* block) {
+    live_blocks -= block != nullptr;
+    std::free(block);
+}
+char* counted_strdup(const char* text) {
+    const std::size_t bytes = std::strlen(text) + 1;
+    void* const copy = counted_malloc(bytes);
+    return copy ? static_cast<char*>(std::memcpy(copy, text, bytes)) : nullptr;
+}
+
+/// Replays a script that went well until the tables that stay are as large as they get: then another
+/// replay must leave no block behind.
+std::optional<Failure> find_leak(const Script& script, host::Host& host) {
+    long before = 0;
+    for (int i = 0; i < 4; ++i) {
+        if (auto failure = replay(script, host)) return failure;
+        if (i > 0 && live_blocks <= before) return std::nullopt;
+        before = live_blocks;
+    }
+    return Failure{{.function = "(the end)"}, "leaves more blocks behind each time"};
+}
+
+}  // namespace
+
+Isolation::Isolation(const std::string& plugin)
+    : host_((xmlMemSetup(counted_free, counted_malloc, counted_realloc, counted_strdup), plugin)) {
     void* const memory =
         mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) throw std::runtime_error("no memory to share");
@@ -68,19 +109,23 @@ std::optional<std::string> Isolation::in_child(Work work) {
     return "ends with exit status " + std::to_string(WEXITSTATUS(status));
 }
 
-std::optional<Found> Isolation::run(std::uint64_t seed, std::uint32_t steps) {
+std::optional<Found> Isolation::run(std::uint64_t seed, std::uint32_t steps, bool look_for_leaks) {
     const auto what = in_child([&] {
         SeededChoices choices(seed);
-        return random::run(choices, host_, steps, &shared_->coverage,
-                           [this](const Step& step) { shared_->write(to_text(step)); });
+        auto failure = random::run(choices, host_, steps, &shared_->coverage,
+                                   [this](const Step& step) { shared_->write(to_text(step)); });
+        if (!failure && look_for_leaks) failure = find_leak(logged_script(), host_);
+        return failure;
     });
     if (!what) return std::nullopt;
-    return Found{parse_script({shared_->log, shared_->log_size}), *what};
+    return Found{logged_script(), *what};
 }
 
 std::optional<std::string> Isolation::replay(const Script& script) {
-    return in_child([&] { return random::replay(script, host_); });
+    return in_child([&] { return find_leak(script, host_); });
 }
+
+Script Isolation::logged_script() const { return parse_script({shared_->log, shared_->log_size}); }
 
 namespace {
 

@@ -23,13 +23,15 @@ public:
     Isolation(const Isolation&) = delete;
     Isolation& operator=(const Isolation&) = delete;
 
-    std::optional<Found> run(std::uint64_t seed, std::uint32_t steps);
-    /// What goes wrong in the script, if anything does.
+    /// With look_for_leaks what went well is repeated, which must leave no memory behind.
+    std::optional<Found> run(std::uint64_t seed, std::uint32_t steps, bool look_for_leaks);
+    /// What goes wrong in the script, if anything does; leaks as well.
     std::optional<std::string> replay(const Script& script);
     const Coverage& coverage() const;
 
 private:
     struct Shared;
+    Script logged_script() const;
     template <typename Work>
     std::optional<std::string> in_child(Work work);
 

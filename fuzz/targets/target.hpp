@@ -28,8 +28,8 @@ inline void check(bool holds, std::string_view what, std::string_view detail = {
     if (!holds) fail(what, detail);
 }
 
-/// The library in its host, loaded at the first use. From then on libxml2 reads MemoryFiles and nothing
-/// else: no file that an input happens to name, and no network.
+/// The library in its host, loaded at the first use. From then on libxml2 reads MemoryFiles and what
+/// scripts of the target `script` write: no file that an input happens to name, and no network.
 Host& library();
 /// One script function, with libxml2's reports dropped.
 template <typename... T>

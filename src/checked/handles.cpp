@@ -95,10 +95,11 @@ void watch_this_thread() {
 vt_status handle_given(const void* object) {
     const auto* const node = static_cast<const xmlNode*>(object);
     const TableLock lock;
+    if (table.contains(address_of(node))) return VT_OK;
     if (!table.reserve(2)) return VT_OUT_OF_MEMORY;
     AddressTable::Entry& entry = table.enter(address_of(node));
     // libxml2's own declarations of &lt; and the like have no DTD and never end.
-    if (!is_declaration(node) || !node->parent || entry.next != 0) return VT_OK;
+    if (!is_declaration(node) || !node->parent) return VT_OK;
     AddressTable::Entry& dtd = table.enter(address_of(node->parent));
     entry.next = dtd.next != 0 ? dtd.next : dtd.address;
     dtd.next = entry.address;

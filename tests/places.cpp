@@ -1,0 +1,13 @@
+// Where the build puts what the tests load: in one file, so that no other depends on the folder.
+#include "tests/fixture.hpp"
+
+namespace valtrosse::host {
+
+std::string plugin_path() {
+    const char* const path = std::getenv("VALTROSSE_PLUGIN");
+    return path ? path : VALTROSSE_PLUGIN_PATH;
+}
+
+std::string checked_plugin_path() { return VALTROSSE_CHECKED_PLUGIN_PATH; }
+
+}  // namespace valtrosse::host

@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 
+#include "script/console.hpp"
+
 namespace valtrosse::cli {
 
 namespace {
@@ -94,7 +96,8 @@ void KnownHandles::after(const script::ObservedCall& call, const host::Outcome& 
                          std::chrono::nanoseconds) {
     forget_the_dead();
     const Gives gives = result_kind(call.function.name);
-    last_call_ = {call.function.name, gives, outcome.status() == 0 && outcome.no_value()};
+    last_call_ = {call.function.name, gives, outcome.status() == 0 && outcome.no_value(),
+                  !call.path.empty() && call.path[0].file == script::Console::program_name};
     if (const auto* handle = std::get_if<std::uint32_t>(&outcome.value())) {
         // A node may name a document that is gone.
         const bool may_be_dead = call.function.name == "xmlDOMNodeGetOwnerDoc";

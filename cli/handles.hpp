@@ -32,10 +32,12 @@ public:
         std::string function;  ///< empty: none was made
         Gives gives = Gives::other;
         bool no_value = false;
+        bool typed = false;  ///< made by the input itself, not by a module
     };
     const LastCall& last_call() const { return last_call_; }
     void forget_last_call() { last_call_ = {}; }
 
+    bool wants_path(const host::Function&) const override { return true; }
     void after(const script::ObservedCall& call, const host::Outcome& outcome,
                std::chrono::nanoseconds) override;
 

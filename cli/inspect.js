@@ -47,7 +47,7 @@
         var to_string = value.toString;
         if (typeof to_string === 'function' && to_string !== Object.prototype.toString &&
             !Array.isArray(value) && !ArrayBuffer.isView(value)) {
-            return String(value);
+            return String(value).replace(/\n+$/, '');
         }
         return undefined;
     }

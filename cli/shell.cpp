@@ -119,7 +119,7 @@ void Shell::show(const script::Console::Reply& reply) {
     if (!reply.defined) {
         // Of a statement nothing is to be said, but of a call that found nothing.
         const KnownHandles::LastCall& call = handles_.last_call();
-        if (!call.no_value) return;
+        if (!call.no_value || !call.typed) return;
         const bool has_message = contains_word(call.function, "DocLoad");
         out_ << "undefined" << (has_message ? "  (see xmlDOMDocGetLastMsg(0))" : "") << '\n';
         return;

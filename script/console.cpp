@@ -10,7 +10,6 @@ namespace valtrosse::script {
 namespace {
 
 constexpr const char* inspector_key = DUK_HIDDEN_SYMBOL("inspector");
-constexpr const char* program_name = "input";
 constexpr std::size_t longest_array = 100000;
 
 duk_ret_t remark(Runtime& runtime, duk_context* ctx) {
@@ -41,7 +40,7 @@ std::size_t line_of(std::string_view message) {
 bool compile(duk_context* ctx, std::string_view source) {
     return guarded(ctx, [=] {
         duk_push_lstring(ctx, source.data(), source.size());
-        duk_push_string(ctx, program_name);
+        duk_push_string(ctx, Console::program_name);
         duk_compile(ctx, 0);
     });
 }

@@ -25,6 +25,9 @@ public:
 
 class Console {
 public:
+    /// The file that what is typed in counts as.
+    static constexpr const char* program_name = "input";
+
     /// Other kinds of values are only shown, see Reply::text.
     using Value = std::variant<std::monostate, double, std::u16string, std::vector<double>>;
 

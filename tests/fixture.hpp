@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
+#include <libxslt/xsltutils.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,6 +29,8 @@ inline bool under_valgrind() { return std::getenv("VALTROSSE_UNDER_VALGRIND") !=
 std::string plugin_path();
 /// The build's library that checks handles; empty when the build makes none.
 std::string checked_plugin_path();
+/// A file of the source tree.
+std::string source_path(const std::string& file);
 
 inline Handle handle_of(const void* object) {
     return static_cast<Handle>(reinterpret_cast<std::uintptr_t>(object));
@@ -65,6 +68,24 @@ public:
 
 private:
     std::string path_;
+};
+
+/// Puts back what a transformation sets for all later parses of the process, and drops what libxslt
+/// reports.
+struct ParserDefaults {
+    ParserDefaults() {
+        struct Nobody {
+            static void hears(void*, const char*, ...) {}
+        };
+        xsltSetGenericErrorFunc(nullptr, Nobody::hears);
+    }
+    ~ParserDefaults() {
+        xsltSetGenericErrorFunc(nullptr, nullptr);
+        xmlSubstituteEntitiesDefault(substitute);
+        xmlLoadExtDtdDefaultValue = load;
+    }
+    int substitute = xmlSubstituteEntitiesDefaultValue;
+    int load = xmlLoadExtDtdDefaultValue;
 };
 
 /// A host for each test. Documents that load() made and free() did not free go at its end; then no
@@ -152,6 +173,7 @@ protected:
     Host host;
 
 private:
+    const ParserDefaults defaults_;
     std::vector<Handle> documents_;
 };
 

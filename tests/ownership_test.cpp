@@ -163,11 +163,11 @@ TEST_F(OwnershipOf, random_scripts_is_what_libxml2_says_hangs_nowhere) {
 TEST_F(OwnershipOf, trees_that_others_take_along_is_noticed) {
     ASSERT_EQ(run(R"js(
         // A holder whose tree went with its document does not hold what comes to lie there.
-        var doc = xmlDOMDocLoadXMLString('<a><b/></a>', 0);
+        var owner = xmlDOMDocCreateDoc('1.0'), doc = xmlDOMDocLoadXMLString('<a><b/></a>', 0);
         var b = xmlDOMNodeGetRelative(xmlDOMDocGetRootNode(doc), 3);
         var stale = LIBXMLLife.new().addInternal(b);
         xmlDOMDocFreeDoc(doc);
-        for (var k = 0; k < 20; ++k) xmlDOMDocCreateNode(1, 1, 'b');
+        for (var k = 0; k < 20; ++k) xmlDOMDocCreateNode(owner, 1, 'b');
         // Merged text, a namespace declaration, a DTD that finds a document.
         doc = xmlDOMDocLoadXMLString('<a>one</a>', 0);
         xmlDOMNodeAddChild(0, xmlDOMDocGetRootNode(doc), xmlDOMDocCreateNode(doc, 3, ' two'));
@@ -180,6 +180,7 @@ TEST_F(OwnershipOf, trees_that_others_take_along_is_noticed) {
         doc = xmlDOMDocCreateDoc('1.0');
         stale = LIBXMLLife.new().addInternal(doc);
         LIBXMLLife.new().addInternal(doc);
+        xmlDOMDocFreeDoc(owner);
     )js"),
               0)
         << out.str();

@@ -10,4 +10,6 @@ std::string plugin_path() {
 
 std::string checked_plugin_path() { return VALTROSSE_CHECKED_PLUGIN_PATH; }
 
+std::string source_path(const std::string& file) { return VALTROSSE_SOURCE_DIR "/" + file; }
+
 }  // namespace valtrosse::host

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "cli/completion.hpp"
+#include "fixture.hpp"
 
 namespace valtrosse::cli {
 namespace {
@@ -35,13 +36,13 @@ protected:
     }
     std::vector<std::string> tab(const std::string& line) { return shell.complete(line).words; }
 
-    host::Host host{VALTROSSE_PLUGIN_PATH};
+    host::Host host{host::plugin_path()};
     Ownership ownership{host};
     KnownHandles handles{ownership};
     script::CallObservers observers;
     std::ostringstream out;
     script::Engine engine{host, {.out = &out, .err = &out, .observer = &observers}};
-    Reference reference = Reference::read(VALTROSSE_SOURCE_DIR "/docs/functions.md");
+    Reference reference = Reference::read(host::source_path("docs/functions.md"));
     Shell shell{host, engine, ownership, handles, reference, out};
 };
 
@@ -98,6 +99,7 @@ TEST_F(ShellSession, shows_handles_only_of_what_calls_gave_and_is_alive) {
     EXPECT_EQ(say("xmlDOMNodeSelectNodes(a, 'c')\n'4'\n'400000001'\n1\n4096\n"),
               "0 nodes\n\"4\"\n\"400000001\"\n1\n4096\n");
     EXPECT_EQ(say("xmlDOMNodeGetRelative(d, 0)\nvar x = 1\n"), "undefined\n");
+    EXPECT_EQ(say("var quiet = new Function('d', 'xmlDOMNodeGetRelative(d, 0)'); quiet(d)\n"), "");
     // Numbers that look like handles but were never given as such are left alone.
     EXPECT_THAT(say("a + 8\n"), testing::MatchesRegex("[0-9]+\n"));
     // A node may name a document that is gone; what was in it is unknown from then on.

@@ -117,7 +117,10 @@ var jobs = {
                 'transformed' : 'not transformed';
         }
     },
-    text: {before: function () { return select(load('texts.xml'), '//t/text()'); }, work: readTexts},
+    text: {
+        before: function () { return select(load('texts.xml'), '//t/text()'); },
+        work: readTexts
+    },
     replace: {
         before: function () { return readFile(folder + 'text.txt'); },
         work: function (text) { return xmlDOMUtilStrReplace(text, 'lorem', 'ipsum dolor').length; }

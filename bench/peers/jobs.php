@@ -100,8 +100,8 @@ $jobs = [
     'build' => [null, 'build', fn($doc) => $doc->save($output) ? $children($doc) : 'not saved'],
     'save' => [$catalog, fn($doc) => $doc->save($output) ? 'saved' : 'not saved', null],
     'clone' => [$catalog, fn($doc) => $doc->cloneNode(true), $children],
-    // No 'move': this DOM does not adopt nodes, and importing them with their prefixes one by one takes
-    // time that grows with the square of their number.
+    // No 'move': this DOM does not adopt nodes, and importing them with their prefixes one by one
+    // takes time that grows with the square of their number.
     'validate' => [fn() => load($mimeFile), fn($doc) => $doc->validate() ? 'valid' : 'not valid',
         null],
     'xslt' => [null, fn() => transform($folder, $output), null],

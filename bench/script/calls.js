@@ -1,4 +1,4 @@
-// One kind of call over and over: vtdom calls.js KIND ROUNDS. instructions.sh counts what a round takes.
+// One kind of call over and over: vtdom calls.js KIND ROUNDS. instructions.sh counts a round.
 var doc = xmlDOMDocLoadXMLString('<list><item n="1">some text</item><item/></list>', 1);
 var item = xmlDOMNodeGetRelative(xmlDOMDocGetRootNode(doc), 3);
 

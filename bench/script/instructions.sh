@@ -1,6 +1,6 @@
 #!/bin/bash
-# Counts the instructions of one call from JavaScript under callgrind, the engine's own included, and
-# compares them with the recorded ones. What the call itself takes is in ../instructions.txt.
+# Counts the instructions of one call from JavaScript under callgrind, the engine's own included,
+# and compares them with the recorded ones. What the call itself takes is in ../instructions.txt.
 #
 #     bench/script/instructions.sh build/release/vtdom [--update]
 #
@@ -37,4 +37,5 @@ awk '
         printf "%s takes %d instructions, recorded are %d\n", kind, count, recorded[kind]
         failed = 1
     }
-    END { exit failed }' "$here/instructions.txt" "$folder/counts"
+    END { exit failed }' "$here/instructions.txt" \
+    "$folder/counts"

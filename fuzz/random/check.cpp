@@ -110,7 +110,7 @@ private:
         if (node->is_character_data()) same_text(node, "content", found->content, node->content);
         if (!node->is_document() && !node->has_text() && node->type != XML_COMMENT_NODE &&
             node->type != XML_DOCUMENT_FRAG_NODE)
-            same_text(node, "name", found->name, node->name);
+            same_text(node, "name", found->name ? found->name : to_xml(""), node->name);
         if (node->is_element()) declarations(node, found);
         if (node->is_element() || node->is_attribute()) name_space(node, found->ns);
         if (in_document_ || node->is_declaration() || node->is_dtd()) return;

@@ -96,10 +96,8 @@ bool Session::can_write(const std::string& path) const {
 
 namespace {
 
-/// Also those of names, which cannot be references.
-bool keeps_all_characters(const std::string& encoding) {
-    return encoding == "UTF-8" || encoding == "ISO-8859-1";
-}
+/// Also those of names and comments, which cannot be references.
+bool keeps_all_characters(const std::string& encoding) { return encoding == "UTF-8"; }
 
 }  // namespace
 

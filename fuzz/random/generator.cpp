@@ -185,6 +185,15 @@ Value Generator::handle(Taste taste, const Step& so_far) {
         if (element && !element->attributes.empty() && choices_.chance(80))
             return object_value(choices_.pick(element->attributes)->id);
     }
+    // Often an attribute that is to take the place of another.
+    if (taste == Taste::attribute_to_link && first_node(so_far) && choices_.chance(50)) {
+        std::vector<const Node*> replacing;
+        for (const Node* candidate : candidates)
+            for (const Node* attr : first_node(so_far)->attributes)
+                if (attr->name == candidate->name && !attr->ns == !candidate->ns)
+                    replacing.push_back(candidate);
+        if (!replacing.empty()) return object_value(choices_.pick(replacing)->id);
+    }
     if (taste == Taste::node_to_link && choices_.chance(25))
         return handle(Taste::node, so_far);  // one that still hangs somewhere
     return object_value(choices_.pick(candidates)->id);

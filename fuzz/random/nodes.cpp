@@ -287,7 +287,8 @@ struct NodeTest {
         if (on_attribute_axis ? !node->is_attribute() : !node->is_element()) return false;
         if (name == "*") return true;
         const std::size_t colon = name.find(':');
-        if (colon == std::string::npos) return node->name == name && !node->ns;
+        const bool no_namespace = !node->ns || (on_attribute_axis && !node->ns->prefix);
+        if (colon == std::string::npos) return node->name == name && no_namespace;
         return node->name == name.substr(colon + 1) && node->ns && node->ns->uri == uri;
     }
 };

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <libxml/tree.h>
+#include <libxml/xmlIO.h>
 #include <libxml/xpath.h>
 
 #include <memory>
@@ -11,6 +12,7 @@ namespace valtrosse {
 struct XmlRelease {
     void operator()(xmlChar* text) const { xmlFree(text); }
     void operator()(xmlBuffer* buffer) const { xmlBufferFree(buffer); }
+    void operator()(xmlOutputBuffer* buffer) const { xmlOutputBufferClose(buffer); }
     void operator()(xmlXPathContext* context) const { xmlXPathFreeContext(context); }
     void operator()(xmlXPathCompExpr* expression) const { xmlXPathFreeCompExpr(expression); }
     void operator()(xmlXPathObject* object) const { xmlXPathFreeObject(object); }

@@ -20,7 +20,12 @@ Result dtd_value(Call& call, xmlDtd* dtd) {
 Result create(Call& call, HostText name) {
     const Utf8 text(call, name);
     if (text.failed()) return text.failure();
-    return dtd_value(call, xmlNewDtd(nullptr, text.text(), nullptr, nullptr));
+    xmlDtd* const dtd = xmlNewDtd(nullptr, text.text(), nullptr, nullptr);
+    if (dtd && !dtd->name) {
+        xmlFreeDtd(dtd);
+        return failure(VT_OUT_OF_MEMORY);
+    }
+    return dtd_value(call, dtd);
 }
 
 /// The DTD parsed from an external subset, which belongs to no document. An empty `publicId` is none.

@@ -19,7 +19,7 @@ Result set(Call& call, HandleOrZero<xmlNode> node, HostText msg) {
     if (msg.absent()) return no_value;
     const Utf8 text(call, msg);
     if (text.failed()) return text.failure();
-    _x_addMsgCopy(node.object, call.context(), text.text());
+    if (!store_message(node.object, call.context(), text.text())) return failure(VT_OUT_OF_MEMORY);
     return call.integer(0);
 }
 

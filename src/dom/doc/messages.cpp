@@ -76,15 +76,21 @@ xmlHashTable* _x_getMsgTable() {
     return table_made_on_demand();
 }
 
-void _x_addMsgCopy(const xmlNode* object, const vt_call_context* context, const xmlChar* message) {
-    if (!message) return;
+bool valtrosse::store_message(const xmlNode* object, const vt_call_context* context,
+                              const xmlChar* message) {
     const MessageKey key(object, context);
     XmlString copy(xmlStrdup(message));
-    if (!key || !copy) return;
+    if (!key || !copy) return false;
     SharedStateLock lock;
-    if (!table_made_on_demand()) return;
+    if (!table_made_on_demand()) return false;
     remove_entry(key.text());
-    if (xmlHashAddEntry(table, key.text(), copy.get()) == 0) copy.release();
+    if (xmlHashAddEntry(table, key.text(), copy.get()) != 0) return false;
+    copy.release();
+    return true;
+}
+
+void _x_addMsgCopy(const xmlNode* object, const vt_call_context* context, const xmlChar* message) {
+    if (message) store_message(object, context, message);
 }
 
 xmlChar* _x_getMsgCopy(const xmlNode* object, const vt_call_context* context) {

@@ -34,3 +34,10 @@ VALTROSSE_EXPORT xmlChar* _x_xmlNodePtrToxmlCharPtr(std::uint32_t address);
 VALTROSSE_EXPORT std::uint32_t _x_xmlCharPtrToxmlNodePtr(const xmlChar* key);
 /// The value of the object's doc field; null for null. It may name a document that is gone.
 VALTROSSE_EXPORT xmlDoc* _x_getDocNode(const xmlNode* object);
+
+namespace valtrosse {
+
+/// As _x_addMsgCopy; false without memory.
+bool store_message(const xmlNode* object, const vt_call_context* context, const xmlChar* message);
+
+}  // namespace valtrosse

@@ -75,6 +75,9 @@ private:
         failed_ |= copy == nullptr;
         if (!copy) return nullptr;
         if (!root_) root_ = copy;
+        const bool lacks_data =
+            from->type == XML_PI_NODE && from->content != nullptr && copy->content == nullptr;
+        failed_ |= !is_complete(copy) || lacks_data;
         if (is_element(from)) complete_element(from, copy);
         if (is_attribute(from)) complete_attribute(reinterpret_cast<const xmlAttr*>(from), copy);
         return copy;

@@ -17,6 +17,10 @@ namespace {
 /// over. No value for a null node. `doc` is whatever handle the script passed.
 Result new_node(Call& call, xmlNode* node, xmlDoc* doc) {
     if (!node) return no_value;
+    if (!is_complete(node)) {
+        _x_freeNode(node);
+        return failure(VT_OUT_OF_MEMORY);
+    }
     if (!is_known_document(doc)) note_stale_doc();
     node->doc = doc;
     const Result result = call.handle(node);

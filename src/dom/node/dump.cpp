@@ -10,12 +10,15 @@ namespace {
 Result dump(Call& call, xmlNode* node, std::uint32_t format) {
     constexpr std::size_t frame_units = 100;
     if (format > 1) return no_value;
-    const XmlOwned<xmlBuffer> buffer(xmlBufferCreate());
-    if (!buffer) return no_value;
+    // Unlike an xmlBuffer, it tells a text that was cut off for want of memory.
+    const XmlOwned<xmlOutputBuffer> buffer(xmlAllocOutputBuffer(nullptr));
+    if (!buffer) return failure(VT_OUT_OF_MEMORY);
     clear_stale_docs(node);
-    xmlNodeDump(buffer.get(), document_for_lookup(node), node, 0, static_cast<int>(format));
-    const xmlChar* const text = xmlBufferContent(buffer.get());
-    return utf8_value<frame_units>(call, text ? text : reinterpret_cast<const xmlChar*>(""));
+    xmlNodeDumpOutput(buffer.get(), document_for_lookup(node), node, 0, static_cast<int>(format),
+                      nullptr);
+    const xmlChar* const text = xmlOutputBufferGetContent(buffer.get());
+    if (!text) return failure(VT_OUT_OF_MEMORY);
+    return utf8_value<frame_units>(call, text, xmlOutputBufferGetSize(buffer.get()));
 }
 
 }  // namespace

@@ -59,6 +59,7 @@ bool may_be_freed(const xmlNode* node) {
 
 void free_document(xmlDoc* doc) {
     auto* node = reinterpret_cast<xmlNode*>(doc);
+    doc->doc = doc;  // a clone names none, but a message may stand under its address
     _x_removeMsg(node, nullptr);
     forget_held(node);
     // The external subset hangs nowhere, and XPath leads to it through its declarations.

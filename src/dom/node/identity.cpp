@@ -5,6 +5,7 @@
 
 #include "dom/node/ids.hpp"
 #include "dom/node/ownership.hpp"
+#include "dom/node/strings.hpp"
 #include "dom/node/text.hpp"
 #include "dom/node/tree.hpp"
 #include "utf8/text.hpp"
@@ -90,11 +91,13 @@ Result set_value(Call& call, xmlNode* node, HostText value) {
         case XML_COMMENT_NODE: break;
         default: return no_value;
     }
-    {
-        const AttributeTextChange change(node->parent);
-        const LookupDoc lookup(node);
-        xmlNodeSetContent(node, text.text());
-    }
+    // xmlNodeSetContent would lose the old text when there is no memory for the new one.
+    const xmlDoc* const doc = document_for_lookup(node);
+    const AttributeTextChange change(node->parent);
+    const xmlChar* content = node->content;
+    if (!replace_string(content, text.text(), doc ? doc->dict : nullptr))
+        return failure(VT_OUT_OF_MEMORY);
+    node->content = const_cast<xmlChar*>(content);
     return call.handle(node);
 }
 

@@ -14,11 +14,13 @@ public:
         if (!text) return;
         if (!buffer_) {
             buffer_.reset(xmlBufferCreate());
-            if (!buffer_) return;
+            failed_ |= !buffer_;
+            if (failed_) return;
             xmlBufferSetAllocationScheme(buffer_.get(), XML_BUFFER_ALLOC_DOUBLEIT);
         }
         failed_ |= xmlBufferCat(buffer_.get(), text) != 0;
     }
+    bool failed() const { return failed_; }
     XmlString take() {
         return XmlString(buffer_ && !failed_ ? xmlBufferDetach(buffer_.get()) : nullptr);
     }
@@ -32,10 +34,8 @@ bool has_text(const xmlNode* node) {
     return node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE;
 }
 
-}  // namespace
-
-XmlString sibling_text(const xmlNode* node) {
-    TextBuffer text;
+/// Adds what sibling_text() gives.
+void add_sibling_text(const xmlNode* node, TextBuffer& text) {
     xmlDoc* doc = nullptr;
     bool doc_known = false;
     for (; node; node = node->next) {
@@ -50,14 +50,24 @@ XmlString sibling_text(const xmlNode* node) {
                 text.add(node->content);
         }
     }
+}
+
+}  // namespace
+
+XmlString sibling_text(const xmlNode* node) {
+    TextBuffer text;
+    add_sibling_text(node, text);
     return text.take();
 }
 
 XmlString attribute_value(const xmlAttr* attr) {
     const xmlNode* first = attr->children;
     if (first && !first->next && has_text(first)) return XmlString(xmlStrdup(first->content));
-    XmlString text = sibling_text(first);
-    return text ? std::move(text) : XmlString(xmlStrdup(reinterpret_cast<const xmlChar*>("")));
+    TextBuffer buffer;
+    add_sibling_text(first, buffer);
+    XmlString text = buffer.take();
+    return text || buffer.failed() ? std::move(text)
+                                   : XmlString(xmlStrdup(reinterpret_cast<const xmlChar*>("")));
 }
 
 }  // namespace valtrosse

@@ -70,6 +70,20 @@ inline xmlAttr* first_attribute(const xmlNode* node) {
 
 inline xmlNode* as_node(xmlAttr* attr) { return reinterpret_cast<xmlNode*>(attr); }
 
+/// Whether libxml2 had the memory for the texts of a node that it made, which it does not check.
+inline bool is_complete(const xmlNode* node) {
+    switch (node->type) {
+        case XML_ELEMENT_NODE:
+        case XML_ATTRIBUTE_NODE:
+        case XML_ENTITY_REF_NODE:
+        case XML_PI_NODE: return node->name != nullptr;
+        case XML_TEXT_NODE:
+        case XML_CDATA_SECTION_NODE:
+        case XML_COMMENT_NODE: return node->content != nullptr;
+        default: return true;
+    }
+}
+
 /// The first node that libxml2 frees with this one: its first attribute, else its first child. An entity
 /// declaration owns what its text was parsed into.
 inline xmlNode* first_owned(const xmlNode* node) {

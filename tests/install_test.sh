@@ -34,7 +34,10 @@ same() {
 
 same "the library" "library 1.00.001 ($lib/valtrosse/libvaltrosse-dom.so)" \
     "$("$vtdom" --version | head -1)"
-grep -q '^### xmlDOMDocGetRootNode' "$prefix/share/valtrosse/functions.md"
+same "the library that checks handles" 1 "$("$vtdom" --checked -e 'print(1)')"
+same "DOM objects" "<tea/>" "$("$vtdom" -e 'print(require("dom").parseString("<tea/>").documentElement)')"
+"$vtdom" -i <<<'.help xmlDOMDocGetRootNode' | grep -qF 'Gives the root element' ||
+    same "the reference" "found" "not found"
 
 options=$("$vtdom" --help | grep -oE '^  -[^ ]+' | tr -d ' ' | tr , '\n')
 manual=$(zcat -f "$prefix"/share/man/man1/vtdom.1* | tr -d '\\')

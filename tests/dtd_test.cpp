@@ -1,6 +1,7 @@
 // DTDs: validation, doctypes, entities, notations and IDs.
 #include <libxml/parser.h>
 
+#include <functional>
 #include <map>
 #include <set>
 #include <utility>
@@ -503,6 +504,60 @@ TEST_F(Dtds, elements_by_id) {
         EXPECT_EQ(name(by_id(many, "v" + std::to_string(i))), "e" + std::to_string(i));
         EXPECT_EQ(by_id(many, "w" + std::to_string(i)), 0U);
     }
+}
+
+// The first look-up of each document is answered from the table; the change must be seen all the same.
+TEST_F(Dtds, ids_found_before_a_change_are_searched_after_it) {
+    const std::string dtd = "<!DOCTYPE r [<!ATTLIST e id ID #IMPLIED>]>";
+    const struct {
+        const char* what;
+        std::function<void(Handle doc, Handle root)> change;
+        const char *found, *after;  // n of the element with the ID k
+    } cases[] = {
+        {"an earlier holder is linked",
+         [&](Handle, Handle root) {
+             const Handle other = load(dtd + "<r><e id='k' n='0'/></r>");
+             const Handle holder = get("xmlDOMNodeGetRelative", root_of(other), 3);
+             get("xmlDOMNodeAddChild", 1, get("xmlDOMNodeGetRelative", root, 3), holder);
+         },
+         "1", "0"},
+        {"the holder is unlinked",
+         [&](Handle, Handle root) {
+             get("xmlDOMNodeFreeNode",
+                 get("xmlDOMNodeUnlinkNode", get("xmlDOMNodeGetRelative", root, 3)));
+         },
+         "1", "2"},
+        {"an attribute is replaced",
+         [&](Handle doc, Handle root) {
+             const Handle attr = get("xmlDOMDocCreateNode", doc, 2, "id");
+             get("xmlDOMNodeAddChild", 0, attr, get("xmlDOMDocCreateNode", doc, 3, "other"));
+             get("xmlDOMNodeFreeNode",
+                 get("xmlDOMElementSetAttributeNode", get("xmlDOMNodeGetRelative", root, 3), attr));
+         },
+         "1", "2"},
+        {"a value is set",
+         [&](Handle, Handle root) {
+             const Handle attr =
+                 get("xmlDOMElementGetAttributeNode", get("xmlDOMNodeGetRelative", root, 3), "id");
+             get("xmlDOMNodeSetValue", get("xmlDOMNodeGetRelative", attr, 3), "other");
+         },
+         "1", "2"},
+    };
+    for (const auto& [what, change, found, after] : cases) {
+        const Handle doc = load(dtd + "<r><e id='k' n='1'/><e id='k' n='2'/></r>");
+        const auto holder = [&] {
+            return text("xmlDOMElementGetAttribute", get("xmlDOMDocGetElementById", doc, "k"), "n");
+        };
+        EXPECT_EQ(holder(), found) << what;
+        change(doc, root_of(doc));
+        EXPECT_EQ(holder(), after) << what;
+    }
+    // The value of the first attribute of a local name counts; entities come before the root element.
+    const Handle two = load(
+        "<!DOCTYPE r [<!ATTLIST e id ID #IMPLIED>]><r xmlns:p='u'>"
+        "<e p:id='k' id='z' n='1'/><e id='k' n='2'/></r>");
+    EXPECT_EQ(text("xmlDOMElementGetAttribute", get("xmlDOMDocGetElementById", two, "k"), "n"),
+              "1");
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "dom/attr/declaration.hpp"
+#include "dom/doc/documents.hpp"
 #include "dom/node/identity.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/node/tree.hpp"
@@ -83,6 +84,35 @@ xmlNode* next_to_search(xmlNode* node, const xmlNode* root) {
     return next_in_subtree(node, root);
 }
 
+/// Whether every attribute that may be an ID is the only one of its element with that local name: then
+/// the value that a search compares is the one that the parser entered.
+bool has_plain_names(xmlDoc* doc, const IdNames& names) {
+    for (const xmlNode* node = reinterpret_cast<xmlNode*>(doc); node;
+         node = next_in_subtree(node, reinterpret_cast<xmlNode*>(doc)))
+        for (const xmlAttr* attr = first_attribute(node); attr; attr = attr->next)
+            if (names.may_be_id(attr) && first_of_name(node, attr->name) != attr) return false;
+    return true;
+}
+
+/// Whether the first holder of an ID in document order is the one in libxml2's table of IDs. So the
+/// parser leaves it, with two exceptions: a search goes through the text of entities, too, and compares
+/// the first of several attributes of one local name.
+bool table_is_in_order(xmlDoc* doc, const IdNames& names) {
+    if (doc->extSubset || doc->intSubset->entities) return false;
+    if (has_ids_in_order(doc)) return true;
+    if (!is_as_loaded(doc) || !has_plain_names(doc, names)) return false;
+    note_ids_in_order(doc);
+    return true;
+}
+
+/// The element that the table gives for the ID, if a search would take it, too; else null.
+xmlNode* find_in_table(xmlDoc* doc, const xmlChar* id, const IdNames& names) {
+    const auto* const entry =
+        static_cast<xmlID*>(xmlHashLookup(static_cast<xmlHashTable*>(doc->ids), id));
+    xmlNode* const element = entry && entry->attr ? entry->attr->parent : nullptr;
+    return element && has_id(element, id, names, doc->intSubset) ? element : nullptr;
+}
+
 /// The element of `doc` with the ID `id`. No value where there is none and for another node.
 Result element_by_id(Call& call, xmlNode* doc, HostText id) {
     if (id.absent() || !is_document(doc)) return no_value;
@@ -96,10 +126,12 @@ Result element_by_id(Call& call, xmlNode* doc, HostText id) {
 
 xmlNode* _x_getElementById(xmlNode* root, const xmlChar* id) {
     using namespace valtrosse;
-    const xmlDoc* const doc = document_for_lookup(root);
+    xmlDoc* const doc = document_for_lookup(root);
     if (!doc || !doc->intSubset) return nullptr;
     const IdNames names(*doc->intSubset);
     if (names.none()) return nullptr;
+    if (root == reinterpret_cast<xmlNode*>(doc) && table_is_in_order(doc, names))
+        if (xmlNode* const element = find_in_table(doc, id, names)) return element;
     for (xmlNode* node = root; node; node = next_to_search(node, root))
         if (is_element(node) && node->properties && has_id(node, id, names, doc->intSubset))
             return node;

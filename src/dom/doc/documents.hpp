@@ -10,6 +10,8 @@ namespace valtrosse {
 
 /// Enters a new document. Without memory it stays unknown, which is safe and only slower.
 void document_made(xmlDoc* doc);
+/// The same for one that a parser has made: until note_changed() it is as the parser left it.
+void document_loaded(xmlDoc* doc);
 /// Takes a document out that is about to be freed.
 void document_gone(xmlDoc* doc);
 /// Whether the address is that of a document that was made and is not gone; false for null.
@@ -25,5 +27,14 @@ void note_stale_doc();
 void note_own_records(xmlDoc* doc);
 /// Whether the document may own such things; true for an unknown document.
 bool may_have_own_records(const xmlDoc* doc);
+
+/// Notes that something in the document is linked, unlinked or given another attribute value.
+void note_changed(xmlDoc* doc);
+/// Whether the document is as a parser made it.
+bool is_as_loaded(const xmlDoc* doc);
+/// Notes of a document as loaded that what its table of IDs finds is what a search would find; the note
+/// goes with the next change.
+void note_ids_in_order(xmlDoc* doc);
+bool has_ids_in_order(const xmlDoc* doc);
 
 }  // namespace valtrosse

@@ -34,7 +34,7 @@ Result load_document(Call& call, HostText source, std::uint32_t keep_blanks, Par
     xmlKeepBlanksDefault(keep_blanks_before);
     if (const XmlString text = capture.finish())
         _x_addMsgCopy(reinterpret_cast<xmlNode*>(doc), call.context(), text.get());
-    document_made(doc);
+    document_loaded(doc);
     return document_value(call, doc);
 }
 

@@ -2,6 +2,7 @@
 
 #include <libxml/parser.h>
 
+#include "dom/doc/documents.hpp"
 #include "dom/node/text.hpp"
 #include "dom/node/tree.hpp"
 
@@ -72,6 +73,7 @@ AttributeTextChange::AttributeTextChange(xmlNode* node) {
     if (!node || !is_attribute(node) || !node->parent) return;
     doc_ = containing_document(node);
     if (!doc_) return;
+    note_changed(doc_);
     attr_ = reinterpret_cast<xmlAttr*>(node);
     remove_id(doc_, attr_);
 }

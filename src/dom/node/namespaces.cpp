@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "dom/doc/documents.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/node/tree.hpp"
 
@@ -190,6 +191,7 @@ void _x_NsBeforeUnlinkNode(xmlNode* node, std::int16_t mode) {
 
 void _x_NsBeforeUnlinkNodeRec(xmlNode* root) {
     if (!root) return;
+    if (xmlDoc* const changed = containing_document(root)) note_changed(changed);
     xmlDoc* const doc = document_for_lookup(root);
     if (is_attribute(root)) make_private(root);
     for (xmlNode* node = root; node; node = next_in_subtree(node, root)) {
@@ -247,6 +249,7 @@ int _x_NsNormalizeRec(xmlNode* root) {
             removed = ns;
         }
         scope.enter(element);
+        if (!removed) return;
         follow(element->ns);
         for (xmlAttr* attr = element->properties; attr; attr = attr->next) follow(attr->ns);
     });

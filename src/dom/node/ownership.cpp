@@ -55,6 +55,7 @@ void adopt(xmlNode* root, const xmlNode* parent) {
     // Outside documents all of a tree names the same: linking a node of that tree's document under it
     // costs nothing, however much hangs below the node.
     if (!doc && root->doc == named && !is_attribute(root)) return;
+    if (doc) note_changed(doc);
     // libxml2 leaves what hangs below a reference behind when it frees the document.
     if (doc && parent->type == XML_ENTITY_REF_NODE) note_own_records(doc);
     visit_subtree(root, [&](xmlNode* node) {

@@ -1,9 +1,12 @@
-// The benchmarks: Google Benchmark's own options, --table=FILE and --svg=FILE.
+// The benchmarks. Google Benchmark's own options, of which --benchmark_filter is a part of a group's
+// name here; --table=FILE, --json=FILE and --svg=FILE.
 #include <malloc.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iostream>
-#include <string_view>
+#include <map>
+#include <string>
 #include <vector>
 
 #include "bench/report.hpp"
@@ -14,20 +17,17 @@ int main(int argc, char** argv) {
     mallopt(M_MMAP_THRESHOLD, 1 << 30);
     mallopt(M_TRIM_THRESHOLD, 2147483647);
 
-    std::string table_file;
-    std::string svg_file;
-    // Several repetitions of all benchmarks in turn, so that a busy moment meets both sides of a pair.
+    std::map<std::string, std::string> files;
+    // Several repetitions in turn, so that a busy moment meets both sides of a pair.
     std::vector<char*> args = {argv[0]};
     std::string defaults[] = {"--benchmark_repetitions=5", "--benchmark_min_time=0.1",
-                              "--benchmark_enable_random_interleaving=true",
-                              "--benchmark_report_aggregates_only=false"};
+                              "--benchmark_enable_random_interleaving=true"};
     for (std::string& option : defaults) args.push_back(option.data());
     for (char** arg = argv + 1; arg != argv + argc; ++arg) {
-        const std::string_view option(*arg);
-        if (option.starts_with("--table="))
-            table_file = option.substr(8);
-        else if (option.starts_with("--svg="))
-            svg_file = option.substr(6);
+        const std::string option(*arg);
+        const std::string name = option.substr(0, option.find('='));
+        if (name == "--table" || name == "--svg" || name == "--json")
+            files[name] = option.substr(std::min(option.size(), name.size() + 1));
         else
             args.push_back(*arg);
     }
@@ -36,15 +36,21 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&count, args.data());
     if (benchmark::ReportUnrecognizedArguments(count, args.data())) return 1;
     valtrosse::bench::Report report;
-    benchmark::RunSpecifiedBenchmarks(&report);
+    const std::string filter = benchmark::GetBenchmarkFilter();
+    // A group at a time: what one leaves in the heap must not meet half of another.
+    for (const std::string& group : valtrosse::bench::groups()) {
+        if (!filter.empty() && group.find(filter) == std::string::npos) continue;
+        benchmark::RunSpecifiedBenchmarks(&report, "^" + group + "/");
+        malloc_trim(0);
+    }
 
     report.print_table(std::cout);
-    if (!table_file.empty()) {
-        std::ofstream file(table_file);
-        report.print_table(file);
-    }
-    if (!svg_file.empty()) {
-        std::ofstream file(svg_file);
-        report.draw(file);
-    }
+    const auto write = [&](const char* option, auto print) {
+        if (!files.contains(option)) return;
+        std::ofstream file(files[option]);
+        print(file);
+    };
+    write("--table", [&](std::ostream& out) { report.print_table(out); });
+    write("--json", [&](std::ostream& out) { report.write_json(out); });
+    write("--svg", [&](std::ostream& out) { report.draw(out); });
 }

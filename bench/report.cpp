@@ -56,6 +56,13 @@ std::string escaped(const std::string& text) {
 
 }  // namespace
 
+std::vector<std::string> groups() {
+    std::vector<std::string> names;
+    for (const Pair& pair : pairs())
+        if (names.empty() || names.back() != pair.group) names.push_back(pair.group);
+    return names;
+}
+
 void compare(const std::string& group, const std::string& name, double target, Job job, Job floor,
              const std::string& against) {
     // After the last of its group.
@@ -101,6 +108,20 @@ void Report::print_table(std::ostream& out) const {
             << " | " << (pair.target > 0 ? ratio_text(pair.target) : "") << " | " << pair.against
             << " |\n";
     }
+}
+
+void Report::write_json(std::ostream& out) const {
+    const char* separator = "[\n";
+    for (const Pair& pair : pairs()) {
+        const auto time = median(pair.benchmark());
+        const auto floor = median(pair.floor());
+        if (!time || !floor) continue;
+        out << separator << R"({"group": ")" << pair.group << R"(", "name": ")" << pair.name
+            << R"(", "library_ns": )" << *time << R"(, "floor_ns": )" << *floor << R"(, "target": )"
+            << pair.target << R"(, "floor": ")" << pair.against << "\"}";
+        separator = ",\n";
+    }
+    out << "\n]\n";
 }
 
 void Report::draw(std::ostream& out) const {

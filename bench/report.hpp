@@ -13,6 +13,9 @@ namespace valtrosse::bench {
 
 using Job = std::function<void(benchmark::State&)>;
 
+/// The groups in the order of their registration.
+std::vector<std::string> groups();
+
 /// Registers the benchmarks "group/name" and "group/name:floor". The table shows the time of the first
 /// as a ratio of the second's, which is to be at most `target` (0: no target). What the floor is, the
 /// table says in the words of `against`.
@@ -32,6 +35,8 @@ public:
 
     /// Prints every comparison of which both sides ran, as a Markdown table.
     void print_table(std::ostream& out) const;
+    /// The medians of all pairs as JSON.
+    void write_json(std::ostream& out) const;
     /// Draws the ratios as bars on a logarithmic scale, with their targets.
     void draw(std::ostream& out) const;
 

@@ -228,7 +228,12 @@ host::Argument Session::argument(const Value& value) {
             if (value.text.starts_with(u"$/")) return expand(value.text);
             return value.text;
         case Kind::bytes: return value.bytes;
-        case Kind::object: return forest_.at(value.object)->handle;
+        case Kind::object: {
+            const Handle handle = forest_.at(value.object)->handle;
+            // The model finds objects in the tree as well as in what calls give.
+            if (add_handle_) add_handle_(reinterpret_cast<const void*>(handle));
+            return handle;
+        }
         case Kind::missing: break;
     }
     return {};
@@ -293,6 +298,9 @@ std::optional<Expected> Session::read(const FunctionSpec& spec, const Step& step
                 return status(VT_BAD_INTEGER);
             const std::uint32_t number = args.nodes[i] ? args.nodes[i]->handle : value.integer;
             args.integers[i] = number;
+            // An owner that is none: the library that checks handles takes it for a stale one.
+            if (add_handle_ && reading == Reading::handle && !args.nodes[i] && number != 0)
+                return none();
             if ((reading == Reading::handle && number == 0) ||
                 (reading == Reading::flag && number > 1))
                 return status(VT_BAD_INTEGER);

@@ -13,6 +13,7 @@
 #include "fuzz/random/run.hpp"
 #include "fuzz/random/tree.hpp"
 #include "host/host.hpp"
+#include "valtrosse/checked_handles.h"
 
 namespace valtrosse::random {
 
@@ -188,6 +189,8 @@ private:
     Expected version(const Args& args);
 
     host::Host& host_;
+    // Of the library that checks handles; null in the plain one.
+    const vt_add_handle add_handle_ = host_.symbol_as<vt_add_handle>("valtrosse_add_handle");
     Coverage* coverage_;
     std::filesystem::path folder_;
     Forest forest_;

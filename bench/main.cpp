@@ -1,8 +1,9 @@
-// The benchmarks. Google Benchmark's own options, of which --benchmark_filter is a part of a group's
-// name here; --table=FILE, --json=FILE and --svg=FILE.
+// The benchmarks. Google Benchmark's own options, of which --benchmark_filter is a part of a name
+// here; --table=FILE, --json=FILE and --svg=FILE.
 #include <malloc.h>
 
 #include <algorithm>
+#include <cctype>
 #include <fstream>
 #include <iostream>
 #include <map>
@@ -10,6 +11,20 @@
 #include <vector>
 
 #include "bench/report.hpp"
+
+namespace {
+
+/// The name as a regular expression.
+std::string literally(const std::string& name) {
+    std::string expression;
+    for (const char c : name) {
+        if (std::ispunct(static_cast<unsigned char>(c)) != 0) expression += '\\';
+        expression += c;
+    }
+    return expression;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     // Freed memory stays in the process: the page faults of a new block cost more than most jobs, and
@@ -37,10 +52,11 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(count, args.data())) return 1;
     valtrosse::bench::Report report;
     const std::string filter = benchmark::GetBenchmarkFilter();
-    // A group at a time: what one leaves in the heap must not meet half of another.
-    for (const std::string& group : valtrosse::bench::groups()) {
-        if (!filter.empty() && group.find(filter) == std::string::npos) continue;
-        benchmark::RunSpecifiedBenchmarks(&report, "^" + group + "/");
+    // A pair at a time: both sides begin with the same heap, whatever ran before them.
+    for (const auto& [job, floor] : valtrosse::bench::comparisons()) {
+        if (job.find(filter) == std::string::npos) continue;
+        const std::string both = "^(" + literally(job) + "|" + literally(floor) + ")$";
+        benchmark::RunSpecifiedBenchmarks(&report, both);
         malloc_trim(0);
     }
 

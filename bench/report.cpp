@@ -56,10 +56,9 @@ std::string escaped(const std::string& text) {
 
 }  // namespace
 
-std::vector<std::string> groups() {
-    std::vector<std::string> names;
-    for (const Pair& pair : pairs())
-        if (names.empty() || names.back() != pair.group) names.push_back(pair.group);
+std::vector<std::pair<std::string, std::string>> comparisons() {
+    std::vector<std::pair<std::string, std::string>> names;
+    for (const Pair& pair : pairs()) names.emplace_back(pair.benchmark(), pair.floor());
     return names;
 }
 

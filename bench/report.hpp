@@ -7,14 +7,15 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace valtrosse::bench {
 
 using Job = std::function<void(benchmark::State&)>;
 
-/// The groups in the order of their registration.
-std::vector<std::string> groups();
+/// The names of the benchmarks of each comparison, in the order of the table.
+std::vector<std::pair<std::string, std::string>> comparisons();
 
 /// Registers the benchmarks "group/name" and "group/name:floor". The table shows the time of the first
 /// as a ratio of the second's, which is to be at most `target` (0: no target). What the floor is, the

@@ -3,7 +3,7 @@
 #include <malloc.h>
 
 #include <algorithm>
-#include <cctype>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <map>
@@ -18,7 +18,7 @@ namespace {
 std::string literally(const std::string& name) {
     std::string expression;
     for (const char c : name) {
-        if (std::ispunct(static_cast<unsigned char>(c)) != 0) expression += '\\';
+        if (std::strchr("^$\\.*+?()[{|", c) != nullptr) expression += '\\';
         expression += c;
     }
     return expression;

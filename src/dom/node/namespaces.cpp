@@ -209,6 +209,8 @@ void _x_NsAfterLinkNode(xmlNode* node, std::int16_t mode) {
 
 void _x_NsAfterLinkNodeRec(xmlNode* root) {
     if (!root) return;
+    // A leaf without namespaces has nothing to resolve.
+    if (!first_child(root) && !(is_element(root) && (root->ns || root->properties))) return;
     xmlDoc* const doc = document_for_lookup(root);
     walk_in_scope(root, [doc](xmlNode* element, Scope& scope) {
         scope.enter(element);

@@ -7,8 +7,6 @@
 
 namespace valtrosse::bench {
 
-namespace {
-
 struct Pair {
     std::string group;
     std::string name;
@@ -18,6 +16,8 @@ struct Pair {
     std::string benchmark() const { return group + "/" + name; }
     std::string floor() const { return benchmark() + ":floor"; }
 };
+
+namespace {
 
 std::vector<Pair>& pairs() {
     static std::vector<Pair> all;
@@ -90,34 +90,39 @@ std::optional<double> Report::median(const std::string& name) const {
     return *middle;
 }
 
-void Report::print_table(std::ostream& out) const {
-    std::string group;
+std::vector<Report::Measured> Report::measured() const {
+    std::vector<Measured> both;
     for (const Pair& pair : pairs()) {
         const auto time = median(pair.benchmark());
         const auto floor = median(pair.floor());
         if (!time || !floor) continue;
-        if (pair.group != group) {
-            group = pair.group;
+        const double ratio = *time / *floor;
+        both.push_back({&pair, *time, *floor, ratio, pair.target > 0 && ratio > pair.target});
+    }
+    return both;
+}
+
+void Report::print_table(std::ostream& out) const {
+    std::string group;
+    for (const auto& [pair, time, floor, ratio, over] : measured()) {
+        if (pair->group != group) {
+            group = pair->group;
             out << "\n| " << group << " | library | floor | ratio | target | floor is |\n"
                 << "|---|---|---|---|---|---|\n";
         }
-        const double ratio = *time / *floor;
-        out << "| " << pair.name << " | " << duration(*time) << " | " << duration(*floor) << " | "
-            << ratio_text(ratio) << (pair.target > 0 && ratio > pair.target ? " (over)" : "")
-            << " | " << (pair.target > 0 ? ratio_text(pair.target) : "") << " | " << pair.against
+        out << "| " << pair->name << " | " << duration(time) << " | " << duration(floor) << " | "
+            << ratio_text(ratio) << (over ? " (over)" : "") << " | "
+            << (pair->target > 0 ? ratio_text(pair->target) : "") << " | " << pair->against
             << " |\n";
     }
 }
 
 void Report::write_json(std::ostream& out) const {
     const char* separator = "[\n";
-    for (const Pair& pair : pairs()) {
-        const auto time = median(pair.benchmark());
-        const auto floor = median(pair.floor());
-        if (!time || !floor) continue;
-        out << separator << R"({"group": ")" << pair.group << R"(", "name": ")" << pair.name
-            << R"(", "library_ns": )" << *time << R"(, "floor_ns": )" << *floor << R"(, "target": )"
-            << pair.target << R"(, "floor": ")" << pair.against << "\"}";
+    for (const auto& [pair, time, floor, ratio, over] : measured()) {
+        out << separator << R"({"group": ")" << pair->group << R"(", "name": ")" << pair->name
+            << R"(", "library_ns": )" << time << R"(, "floor_ns": )" << floor << R"(, "target": )"
+            << pair->target << R"(, "floor": ")" << pair->against << "\"}";
         separator = ",\n";
     }
     out << "\n]\n";
@@ -138,25 +143,20 @@ void Report::draw(std::ostream& out) const {
     std::ostringstream rows;
     int y = 40;
     std::string group;
-    for (const Pair& pair : pairs()) {
-        const auto time = median(pair.benchmark());
-        const auto floor = median(pair.floor());
-        if (!time || !floor) continue;
-        if (pair.group != group) {
-            group = pair.group;
+    for (const auto& [pair, time, floor, ratio, over] : measured()) {
+        if (pair->group != group) {
+            group = pair->group;
             y += row;
             rows << "<text class='group' x='8' y='" << y << "'>" << escaped(group) << "</text>\n";
             y += row;
         }
-        const double ratio = *time / *floor;
-        const bool over = pair.target > 0 && ratio > pair.target;
         rows << "<text x='" << label - 8 << "' y='" << y << "' text-anchor='end'>"
-             << escaped(pair.name) << "</text><rect class='" << (over ? "over" : "bar") << "' x='"
+             << escaped(pair->name) << "</text><rect class='" << (over ? "over" : "bar") << "' x='"
              << x(lowest) << "' y='" << y - 10 << "' width='" << x(ratio) - x(lowest)
              << "' height='12'/><text x='" << x(ratio) + 4 << "' y='" << y << "'>"
              << ratio_text(ratio) << "</text>\n";
-        if (pair.target > 0)
-            rows << "<path class='target' d='M" << x(pair.target) << " " << y - 12 << "v16'/>\n";
+        if (pair->target > 0)
+            rows << "<path class='target' d='M" << x(pair->target) << " " << y - 12 << "v16'/>\n";
         y += row;
     }
 

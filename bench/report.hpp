@@ -28,6 +28,8 @@ struct Registration {
     explicit Registration(void (*add)()) { add(); }
 };
 
+struct Pair;
+
 /// Google Benchmark's console output, and the medians of all repetitions for the table.
 class Report : public benchmark::ConsoleReporter {
 public:
@@ -42,6 +44,15 @@ public:
     void draw(std::ostream& out) const;
 
 private:
+    /// A comparison of which both sides ran, in nanoseconds.
+    struct Measured {
+        const Pair* pair;
+        double time;
+        double floor;
+        double ratio;
+        bool over;  // the target
+    };
+    std::vector<Measured> measured() const;
     std::optional<double> median(const std::string& name) const;
 
     std::map<std::string, std::vector<double>> nanoseconds_;

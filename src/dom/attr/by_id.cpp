@@ -100,9 +100,13 @@ bool has_plain_names(xmlDoc* doc, const IdNames& names) {
 bool table_is_in_order(xmlDoc* doc, const IdNames& names) {
     if (doc->extSubset || doc->intSubset->entities) return false;
     if (has_ids_in_order(doc)) return true;
-    if (!is_as_loaded(doc) || !has_plain_names(doc, names)) return false;
-    note_ids_in_order(doc);
-    return true;
+    if (!is_as_loaded(doc)) return false;
+    const bool plain = has_plain_names(doc, names);
+    if (plain)
+        note_ids_in_order(doc);
+    else
+        note_changed(doc);  // so that the next look-up does not walk for this again
+    return plain;
 }
 
 /// The element that the table gives for the ID, if a search would take it, too; else null.

@@ -12,15 +12,20 @@ using Handle = std::uint32_t;
 Handle new_document() { return shared_host().call("xmlDOMDocCreateDoc", {u"1.0"}).handle(); }
 xmlDoc* as_doc(Handle handle) { return reinterpret_cast<xmlDoc*>(handle); }
 
-/// An element with an attribute and a text, hanging nowhere.
-Handle make_element(const Functions& f, Handle doc) {
-    const Handle element = call(f.create, {doc, 1, u"item"}).handle();
+/// Gives the element an attribute and a text.
+void fill(const Functions& f, Handle doc, Handle element) {
     const Handle attr = call(f.create, {doc, 2, u"n"}).handle();
     const Handle value = call(f.create, {doc, 3, u"1"}).handle();
     call(f.add_child, {0, attr, value});
     call(f.set_attribute_node, {element, attr});
     const Handle text = call(f.create, {doc, 3, u"some text"}).handle();
     call(f.add_child, {0, element, text});
+}
+
+/// An element with an attribute and a text, hanging nowhere.
+Handle make_element(const Functions& f, Handle doc) {
+    const Handle element = call(f.create, {doc, 1, u"item"}).handle();
+    fill(f, doc, element);
     return element;
 }
 
@@ -31,12 +36,7 @@ void build_top_down(const Functions& f, Handle doc, int elements) {
     for (int i = 0; i < elements; ++i) {
         const Handle element = call(f.create, {doc, 1, u"item"}).handle();
         call(f.add_child, {0, root, element});
-        const Handle attr = call(f.create, {doc, 2, u"n"}).handle();
-        const Handle value = call(f.create, {doc, 3, u"1"}).handle();
-        call(f.add_child, {0, attr, value});
-        call(f.set_attribute_node, {element, attr});
-        const Handle text = call(f.create, {doc, 3, u"some text"}).handle();
-        call(f.add_child, {0, element, text});
+        fill(f, doc, element);
     }
 }
 /// Rows of 100 complete elements are linked when they are full, the root at the end.

@@ -167,9 +167,8 @@ void Session::absorb_meta(Node* document) {
 }
 
 Expected Session::transform(const Args& args) {
-    const bool works = args.texts[0].ends_with("/in.xml") &&
-                       !args.texts[0].ends_with("no/in.xml") &&
-                       args.texts[1].ends_with("/copy.xsl") && can_write(args.texts[2]);
+    const bool works = args.units[0] == u"$/in.xml" && args.units[1] == u"$/copy.xsl" &&
+                       can_write(args.texts[2]);
     if (!works) return none();
     return {.kind = Expected::Kind::file_size, .path = args.texts[2]};
 }

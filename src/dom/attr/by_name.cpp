@@ -44,13 +44,14 @@ Result set_node(Call& call, xmlNode* node, xmlNode* newnode) {
     const ListPlace place = find_in_list(node, [attr](const xmlAttr* other) {
         return !other->ns && xmlStrEqual(other->name, attr->name);
     });
-    return call.handle(put_in_list(node, place, attr));
+    const xmlAttr* const result = put_in_list(node, place, attr);
+    return result ? call.handle(result) : failure(VT_OUT_OF_MEMORY);
 }
 
 /// Takes the attribute `oldnode` out of its element `node`; gives it, detached and with its namespace.
 Result remove_node(Call& call, xmlNode* node, xmlNode* oldnode) {
     if (!is_element(node) || !is_attribute(oldnode) || oldnode->parent != node) return no_value;
-    _x_NsBeforeUnlinkNode(oldnode, 1);
+    if (!_x_NsBeforeUnlinkNode(oldnode, 1)) return failure(VT_OUT_OF_MEMORY);
     xmlUnlinkNode(oldnode);
     return call.handle(oldnode);
 }

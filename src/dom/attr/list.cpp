@@ -6,28 +6,26 @@
 #include "dom/node/tree.hpp"
 
 namespace valtrosse {
-namespace {
-
-/// What is below an attribute that leaves its element owns what it points at; the doc fields stay.
-void leave_list(xmlAttr* attr, xmlDoc* doc) {
-    for (xmlNode* part = as_node(attr); part; part = next_in_subtree(part, as_node(attr)))
-        make_independent(part, doc);
-    attr->parent = nullptr;
-    attr->next = attr->prev = nullptr;
-}
-
-}  // namespace
 
 xmlAttr* put_in_list(xmlNode* element, ListPlace place, xmlAttr* newattr) {
     xmlAttr* const old = place.found;
+    xmlDoc* const doc = containing_document(element);
+    if (old) {
+        // Its doc fields stay, unlike those of what a Departure takes along.
+        for (xmlNode* part = as_node(old); part; part = next_in_subtree(part, as_node(old)))
+            if (!own_strings(part, doc)) return nullptr;
+        for (xmlNode* part = as_node(old); part; part = next_in_subtree(part, as_node(old)))
+            let_go(part, doc);
+    }
     newattr->parent = element;
     newattr->prev = old ? old->prev : place.last;
     newattr->next = old ? old->next : nullptr;
     (newattr->prev ? newattr->prev->next : element->properties) = newattr;
     if (newattr->next) newattr->next->prev = newattr;
-
-    xmlDoc* const doc = containing_document(element);
-    if (old) leave_list(old, doc);
+    if (old) {
+        old->parent = nullptr;
+        old->next = old->prev = nullptr;
+    }
     adopt(as_node(newattr), element);
     if (doc && _x_hasNsPriv(as_node(newattr))) note_own_records(doc);
     return old ? old : newattr;

@@ -24,7 +24,8 @@ ListPlace find_in_list(const xmlNode* element, Matches matches) {
 
 /// Puts newattr, which is in no list, in the place of the attribute found, or at the end. It takes the
 /// element's document, with its text and its entry in the table of IDs. Returns the attribute that was
-/// replaced, detached and owning what it points at, or newattr.
+/// replaced, detached and owning what it points at, or newattr; null without memory, with the list as it
+/// was.
 xmlAttr* put_in_list(xmlNode* element, ListPlace place, xmlAttr* newattr);
 
 }  // namespace valtrosse

@@ -49,20 +49,14 @@ Result get_node(Call& call, xmlNode* node, HostText name, HostText uri) {
                 [&](const xmlAttr* found) { return call.handle_or_no_value(found); });
 }
 
-bool declares_prefix(const xmlNode* element, const xmlChar* prefix) {
-    for (const xmlNs* ns = element->nsDef; ns; ns = ns->next)
-        if (xmlStrEqual(ns->prefix, prefix)) return true;
-    return false;
-}
-
 /// An attribute xmlns:p="uri" becomes a declaration of the element, unless it declares that prefix
 /// already; the attribute itself stays detached. Gives 0.
-Result declare_namespace(Call& call, xmlNode* element, const xmlAttr* attr) {
+Result declare(Call& call, xmlNode* element, const xmlAttr* attr) {
     const XmlString uri = attribute_value(attr);
     if (!attr->children || !uri) return no_value;
     // No local name: the default namespace, as xmlns:="" is no XML.
     const xmlChar* const prefix = attr->name && *attr->name ? attr->name : nullptr;
-    if (!declares_prefix(element, prefix)) xmlNewNs(element, uri.get(), prefix);
+    if (!declare_namespace(element, uri.get(), prefix)) return failure(VT_OUT_OF_MEMORY);
     _x_NsNormalize(element);
     return call.integer(0);
 }
@@ -74,16 +68,23 @@ Result set_node(Call& call, xmlNode* node, xmlNode* newnode) {
     if (!is_element(node) || !is_attribute(newnode) || newnode->parent || !newnode->ns)
         return no_value;
     auto* const attr = reinterpret_cast<xmlAttr*>(newnode);
-    if (_x_isNsURIPrefix(attr->ns->href, attr->ns->prefix) == 1)
-        return declare_namespace(call, node, attr);
+    if (_x_isNsURIPrefix(attr->ns->href, attr->ns->prefix) == 1) return declare(call, node, attr);
 
     const ListPlace place = find_in_list(node, [attr](const xmlAttr* other) {
         return other->ns && xmlStrEqual(other->name, attr->name) &&
                xmlStrEqual(other->ns->href, attr->ns->href);
     });
-    if (place.found && !_x_hasNsPriv(as_node(place.found)))
-        place.found->ns = _x_xmlNewNsPriv(place.found->ns->href, place.found->ns->prefix);
+    xmlNs* own = nullptr;
+    if (place.found && !_x_hasNsPriv(as_node(place.found))) {
+        own = _x_xmlNewNsPriv(place.found->ns->href, place.found->ns->prefix);
+        if (!own) return failure(VT_OUT_OF_MEMORY);
+    }
     const xmlAttr* const result = put_in_list(node, place, attr);
+    if (!result) {
+        xmlFreeNs(own);
+        return failure(VT_OUT_OF_MEMORY);
+    }
+    if (own) place.found->ns = own;
     _x_NsAfterLinkNode(node, 0);
     return call.handle(result);
 }

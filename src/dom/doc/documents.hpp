@@ -37,4 +37,11 @@ bool is_as_loaded(const xmlDoc* doc);
 void note_ids_in_order(xmlDoc* doc);
 bool has_ids_in_order(const xmlDoc* doc);
 
+/// Notes that there was no memory to enter an ID into the document's table.
+void note_ids_missing(xmlDoc* doc);
+/// Notes that none is missing any more.
+void note_ids_complete(xmlDoc* doc);
+/// Whether the table may lack an ID; true for an unknown document.
+bool may_lack_ids(const xmlDoc* doc);
+
 }  // namespace valtrosse

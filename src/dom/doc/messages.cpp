@@ -32,7 +32,7 @@ void remove_entry(const xmlChar* key) {
 
 void remove_if_of_thread(void*, void* thread, const xmlChar* name, const xmlChar*, const xmlChar*) {
     const auto* key = static_cast<const AddressKey*>(thread);
-    if (std::strlen(reinterpret_cast<const char*>(name)) == thread_key_length &&
+    if (name && std::strlen(reinterpret_cast<const char*>(name)) == thread_key_length &&
         std::memcmp(name, key->text, AddressKey::length) == 0)
         remove_entry(name);
 }
@@ -83,10 +83,10 @@ bool valtrosse::store_message(const xmlNode* object, const vt_call_context* cont
     if (!key || !copy) return false;
     SharedStateLock lock;
     if (!table_made_on_demand()) return false;
-    remove_entry(key.text());
-    if (xmlHashAddEntry(table, key.text(), copy.get()) != 0) return false;
-    copy.release();
-    return true;
+    const auto free_old = [](void* old, const xmlChar*) { xmlFree(old); };
+    if (xmlHashUpdateEntry(table, key.text(), copy.get(), free_old) != 0) return false;
+    // Without memory for its key the entry is there all the same, out of reach until all are removed.
+    return xmlHashLookup(table, key.text()) == copy.release();
 }
 
 void _x_addMsgCopy(const xmlNode* object, const vt_call_context* context, const xmlChar* message) {

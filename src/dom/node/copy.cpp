@@ -18,13 +18,6 @@ const xmlNode* first_child_to_copy(const xmlNode* node) {
     return node->type == XML_DTD_NODE ? nullptr : first_child(node);  // libxml2 copies whole DTDs
 }
 
-void append_child(xmlNode* parent, xmlNode* child) {
-    child->parent = parent;
-    child->prev = parent->last;
-    (parent->last ? parent->last->next : parent->children) = child;
-    parent->last = child;
-}
-
 /// One copy in the making. What has been made is a sound tree at any time, so that it can be freed when
 /// memory runs out.
 class Copier {
@@ -64,7 +57,7 @@ private:
             }
             xmlNode* const copy = copy_node(from);
             if (!copy) return;
-            append_child(to, copy);
+            link_before(nullptr, to, copy);
             to = copy;
         }
     }
@@ -100,7 +93,7 @@ private:
             case XML_DOCUMENT_FRAG_NODE: return xmlNewDocFragment(nullptr);
             case XML_ENTITY_REF_NODE: {
                 xmlNode* reference = xmlNewReference(nullptr, from->name);
-                if (reference) make_independent(reference, nullptr);
+                if (reference) let_go(reference, nullptr);
                 return reference;
             }
             case XML_DOCUMENT_NODE:
@@ -161,7 +154,7 @@ private:
         copy->ns = _x_xmlNewNsPriv(ns->href, ns->prefix);
         failed_ |= copy->ns == nullptr;
         if (declare && is_element(root_) && is_declared_outside(ns))
-            xmlNewNs(root_, ns->href, ns->prefix);  // refused when the prefix is declared there
+            failed_ |= !declare_namespace(root_, ns->href, ns->prefix);
     }
 
     bool is_declared_outside(const xmlNs* ns) {
@@ -179,9 +172,10 @@ private:
     void finish_document(xmlDoc* doc) {
         doc->doc = nullptr;
         note_own_records(doc);
-        if (!reinterpret_cast<xmlDoc*>(source_)->ids) return;
-        visit_subtree(root_, [doc](xmlNode* node) {
-            if (is_attribute(node)) add_id(doc, reinterpret_cast<xmlAttr*>(node));
+        const auto* const source = reinterpret_cast<xmlDoc*>(source_);
+        if (!source->ids && !may_lack_ids(source)) return;
+        visit_subtree(root_, [&](xmlNode* node) {
+            if (is_attribute(node)) failed_ |= !add_id(doc, reinterpret_cast<xmlAttr*>(node));
         });
     }
 

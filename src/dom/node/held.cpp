@@ -39,6 +39,8 @@ bool enter(HeldSlot* slot, xmlNode* tree) {
     if (!holders || !holder) return false;
     *holder = {slot, holders_of(key), is_document(tree)};
     if (xmlHashUpdateEntry(holders, key.text, holder.get(), nullptr) != 0) return false;
+    // Without memory for its key the entry is there all the same, out of reach.
+    if (holders_of(key) != holder.get()) return false;
     if (!holder->of_document) ++held_nodes;
     holder.release();
     return true;

@@ -50,12 +50,36 @@ void remove_id(xmlDoc* doc, xmlAttr* attr) {
     xmlHashScanFull(search.table, remove_if_of_attribute, &search);
 }
 
-void add_id(xmlDoc* doc, xmlAttr* attr) {
-    if (attr->atype == XML_ATTRIBUTE_ID || xmlIsID(doc, attr->parent, attr) != 1) return;
+bool add_id(xmlDoc* doc, xmlAttr* attr) {
+    if (attr->atype == XML_ATTRIBUTE_ID || xmlIsID(doc, attr->parent, attr) != 1) return true;
     const XmlString value = attribute_value(attr);
-    if (!value) return;
+    if (!value) return false;
     collapse_blanks(value.get());
-    xmlAddID(nullptr, doc, value.get(), attr);
+    const auto entry_of_value = [&] {
+        return static_cast<xmlID*>(
+            xmlHashLookup(static_cast<xmlHashTable*>(doc->ids), value.get()));
+    };
+    if (*value == 0 || entry_of_value()) return true;
+    xmlID* const id = xmlAddID(nullptr, doc, value.get(), attr);
+    if (id && entry_of_value() == id) return true;
+    // Without memory for its name an entry stays in the table, where nothing finds it.
+    if (id) id->attr = nullptr;
+    attr->atype = no_type;
+    return false;
+}
+
+void add_id_or_note(xmlDoc* doc, xmlAttr* attr) {
+    if (!add_id(doc, attr)) note_ids_missing(doc);
+}
+
+bool enter_missing_ids(xmlDoc* doc) {
+    if (!may_lack_ids(doc)) return true;
+    auto* const root = reinterpret_cast<xmlNode*>(doc);
+    for (xmlNode* node = root; node; node = next_in_subtree(node, root))
+        for (xmlAttr* attr = first_attribute(node); attr; attr = attr->next)
+            if (!add_id(doc, attr)) return false;
+    note_ids_complete(doc);
+    return true;
 }
 
 void restore_marks(xmlDoc* doc) {
@@ -79,7 +103,7 @@ AttributeTextChange::AttributeTextChange(xmlNode* node) {
 }
 
 AttributeTextChange::~AttributeTextChange() {
-    if (attr_) add_id(doc_, attr_);
+    if (attr_) add_id_or_note(doc_, attr_);
 }
 
 }  // namespace valtrosse

@@ -9,8 +9,13 @@ namespace valtrosse {
 /// Drops the attribute's entry, if it has one.
 void remove_id(xmlDoc* doc, xmlAttr* attr);
 /// Enters the attribute of an element of doc where it is an ID there. The first holder of a value
-/// keeps it.
-void add_id(xmlDoc* doc, xmlAttr* attr);
+/// keeps it. False without memory.
+bool add_id(xmlDoc* doc, xmlAttr* attr);
+/// The same for what cannot be refused any more: what there is no memory for is missing until
+/// enter_missing_ids().
+void add_id_or_note(xmlDoc* doc, xmlAttr* attr);
+/// Before the table of a document is read: enters what was missing. False without memory.
+bool enter_missing_ids(xmlDoc* doc);
 
 /// Marks exactly those attributes of the document as IDs that stand in its table.
 void restore_marks(xmlDoc* doc);

@@ -1,6 +1,9 @@
 // Linking, unlinking, replacing and freeing nodes.
 #include "dom/node/mutate.hpp"
 
+#include <cstring>
+
+#include "dom/node/departure.hpp"
 #include "dom/node/free.hpp"
 #include "dom/node/held.hpp"
 #include "dom/node/ids.hpp"
@@ -83,89 +86,131 @@ bool may_be_linked(const xmlNode* parent, const xmlNode* newnode) {
     return !newnode->children || !is_at_or_above(newnode, parent);
 }
 
-/// Takes a node out of its place; nothing happens to a node that hangs nowhere.
-void take_out(xmlNode* node) {
+/// What a node needs before it is taken out of its place. False without memory.
+bool prepare_to_leave(Departure& leaving, xmlNode* node) {
+    return !node->parent || !containing_document(node) || leaving.prepare(node);
+}
+
+/// Takes a node that is prepared out of its place; nothing happens to a node that hangs nowhere.
+void take_out(Departure& leaving, xmlNode* node) {
     if (!node->parent) return;
-    _x_NsBeforeUnlinkNode(node, 0);
+    leaving.complete();
     const AttributeTextChange change(is_attribute(node) ? nullptr : node->parent);
     xmlUnlinkNode(node);
 }
 
-/// What libxml2 does with a node that it is given to link: one of xmlAddChild, xmlAddPrevSibling,
-/// xmlAddNextSibling. The result is the node now in the tree: another one where it merged text.
-using Linker = xmlNode* (*)(xmlNode* reference, xmlNode* newnode);
-
-/// Links newnode, which hangs nowhere, under parent with the help of libxml2.
-xmlNode* link_under(xmlNode* parent, xmlNode* reference, xmlNode* newnode, Linker linker) {
-    // libxml2 merges text into its neighbours and reads their doc fields for it; equal doc fields keep
-    // it from walking the subtree by recursion.
-    adopt(newnode, parent);
-    xmlNode* linked;
+/// Links a node that hangs nowhere under parent, just before `next`, or as the last child for null.
+void link_under(xmlNode* parent, xmlNode* node, xmlNode* next) {
+    adopt(node, parent);
     {
         const AttributeTextChange change(parent);
-        xmlNode* const before = linker == xmlAddChild ? parent->last : reference->prev;
-        xmlNode* const after = linker == xmlAddChild ? nullptr : reference->next;
-        const LookupDoc lookup_parent(parent);
-        const LookupDoc lookup_reference(reference);
-        const LookupDoc lookup_before(before);
-        const LookupDoc lookup_after(after);
-        xmlDoc* const named = newnode->doc;
-        newnode->doc = reference->doc;
-        linked = linker(reference, newnode);
-        if (linked == newnode) newnode->doc = named;
+        link_before(next, parent, node);
     }
-    if (linked != newnode) forget_held(newnode);
-    _x_NsAfterLinkNode(linked, 0);
-    return linked;
+    _x_NsAfterLinkNode(node, 0);
 }
+
+/// A text node that is merged into another one instead of being linked, in two steps as a departure.
+class TextMerge {
+public:
+    /// The text node, if any, that takes the text of newnode when that is placed at this position.
+    static xmlNode* target(std::uint32_t position, xmlNode* node, const xmlNode* newnode) {
+        if (newnode->type != XML_TEXT_NODE) return nullptr;
+        if (position > 0) return node->type == XML_TEXT_NODE ? node : nullptr;
+        xmlNode* const last = node->last == newnode ? newnode->prev : node->last;
+        const bool same = last && last->type == XML_TEXT_NODE && last->name == newnode->name;
+        return same ? last : nullptr;
+    }
+
+    /// Makes room in the text. False without memory.
+    bool prepare(xmlNode* text, const xmlNode* newnode) {
+        if (!own_strings(text, document_for_lookup(text))) return false;
+        old_length_ = length_of(text);
+        new_length_ = length_of(newnode);
+        void* const content = xmlRealloc(text->content, old_length_ + new_length_ + 1);
+        if (!content) return false;
+        text->content = static_cast<xmlChar*>(content);
+        text->content[old_length_] = 0;
+        return true;
+    }
+
+    /// Puts the text of newnode, which hangs nowhere, before what is there or after it; newnode ends.
+    void complete(xmlNode* text, xmlNode* newnode, bool before) {
+        const AttributeTextChange change(text->parent);
+        xmlChar* const content = text->content;
+        if (before) std::memmove(content + new_length_, content, old_length_ + 1);
+        xmlChar* const place = before ? content : content + old_length_;
+        if (new_length_ > 0) std::memcpy(place, newnode->content, new_length_);
+        content[old_length_ + new_length_] = 0;
+        _x_freeNode(newnode);
+    }
+
+private:
+    static std::size_t length_of(const xmlNode* text) {
+        return text->content ? std::strlen(reinterpret_cast<const char*>(text->content)) : 0;
+    }
+
+    std::size_t old_length_ = 0;
+    std::size_t new_length_ = 0;
+};
 
 /// Places `newnode` as the last child of `node` (position 0), just before it (1) or just after it (2).
 /// Gives the node that is now in the tree: the neighbour when a text was merged into it. No value for
 /// another position, a node that the parent does not take, and an attribute as the neighbour.
 Result add_child(Call& call, std::uint32_t position, Deferred<xmlNode*> node_argument,
                  Deferred<xmlNode*> newnode_argument) {
-    static constexpr Linker linkers[] = {xmlAddChild, xmlAddPrevSibling, xmlAddNextSibling};
-    if (position >= std::size(linkers)) return no_value;
+    enum : std::uint32_t { last_child, before, after };
+    if (position > after) return no_value;
     xmlNode* node = nullptr;
     xmlNode* newnode = nullptr;
     if (vt_status status = node_argument.read(call, node)) return failure(status);
     if (vt_status status = newnode_argument.read(call, newnode)) return failure(status);
 
     if (node == newnode) return no_value;
-    if (position > 0 && is_attribute(node)) return no_value;
-    xmlNode* const parent = position == 0 ? node : node->parent;
+    if (position != last_child && is_attribute(node)) return no_value;
+    xmlNode* const parent = position == last_child ? node : node->parent;
     if (!may_be_linked(parent, newnode)) return no_value;
 
-    take_out(newnode);
-    return call.handle_or_no_value(link_under(parent, node, newnode, linkers[position]));
+    Departure leaving;
+    if (!prepare_to_leave(leaving, newnode)) return failure(VT_OUT_OF_MEMORY);
+    if (xmlNode* const text = TextMerge::target(position, node, newnode)) {
+        TextMerge merge;
+        if (!merge.prepare(text, newnode)) return failure(VT_OUT_OF_MEMORY);
+        take_out(leaving, newnode);
+        merge.complete(text, newnode, position == before);
+        return call.handle(text);
+    }
+    take_out(leaving, newnode);
+    xmlNode* const next = position == before ? node : position == after ? node->next : nullptr;
+    link_under(parent, newnode, next);
+    return call.handle(newnode);
 }
 
 /// Takes `node` with its subtree out of its place; gives the node, which is the script's from then on.
 /// No value for a document, the root element or DTD of one, and what is inside a DTD.
 Result unlink(Call& call, xmlNode* node) {
     if (_x_isWriteNode(node) != 1 || is_document(node)) return no_value;
-    take_out(node);
+    Departure leaving;
+    if (!prepare_to_leave(leaving, node)) return failure(VT_OUT_OF_MEMORY);
+    take_out(leaving, node);
     return call.handle(node);
 }
 
 /// Puts `newnode` in the place of `node`; gives `node`, which is the script's from then on.
 Result replace(Call& call, xmlNode* node, xmlNode* newnode) {
     if (node == newnode || is_attribute(node)) return no_value;
-    if (!may_be_linked(node->parent, newnode) || _x_isWriteNode(node) != 1) return no_value;
-
-    take_out(newnode);
     xmlNode* const parent = node->parent;
-    _x_NsBeforeUnlinkNode(node, 0);
-    adopt(newnode, parent);
-    {
-        const AttributeTextChange change(parent);
-        // xmlReplaceNode sets the new node's document from the old node's: equal, it has nothing to do.
-        xmlDoc* const named = node->doc;
-        node->doc = newnode->doc;
-        xmlReplaceNode(node, newnode);
-        node->doc = named;
-    }
-    _x_NsAfterLinkNode(newnode, 0);
+    if (!may_be_linked(parent, newnode) || _x_isWriteNode(node) != 1) return no_value;
+
+    // The new node may hang below the one that it replaces: its records are made, and given back, within
+    // the time of the other's.
+    Departure of_node;
+    Departure of_newnode;
+    if (!prepare_to_leave(of_node, node) || !prepare_to_leave(of_newnode, newnode))
+        return failure(VT_OUT_OF_MEMORY);
+    take_out(of_newnode, newnode);
+    xmlNode* const next = node->next;
+    take_out(of_node, node);
+    link_under(parent, newnode, next);
     return call.handle(node);
 }
 

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "dom/doc/documents.hpp"
+#include "dom/node/departure.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/node/tree.hpp"
 
@@ -131,38 +132,37 @@ xmlNs* xml_declaration(xmlDoc* doc) {
     return doc ? xmlSearchNs(doc, reinterpret_cast<xmlNode*>(doc), xml_prefix) : nullptr;
 }
 
+/// Makes a declaration of the element out of a private record; takes no memory.
+void declare_record(xmlNode* element, xmlNs* record) {
+    set_mark(record, XML_LOCAL_NAMESPACE);
+    xmlNs** last = &element->nsDef;
+    while (*last) last = &(*last)->next;
+    *last = record;
+}
+
 /// The after-link step for one reference; `doc` is the document that the element is in.
 void resolve(xmlNs*& ns, xmlNode* element, Scope& scope, xmlDoc* doc) {
     if (!ns) return;
     if (xmlStrEqual(ns->prefix, xml_prefix)) {
         xmlNs* const declaration = xml_declaration(doc);
+        // Without memory for it the record stays.
+        if (!declaration && doc) note_own_records(doc);
         if (!declaration || declaration == ns) return;
         if (is_private(ns)) xmlFreeNs(ns);
         ns = declaration;
         return;
     }
-    xmlNs* declaration = scope.find(element, ns->prefix);
+    xmlNs* const declaration = scope.find(element, ns->prefix);
     if (is_private(ns)) {
         if (!declaration) {
             const bool in_scope_already = element->nsDef != nullptr;
-            declaration = xmlNewNs(element, ns->href, ns->prefix);
+            declare_record(element, ns);
             if (!in_scope_already) scope.enter(element);
+            return;
         }
         xmlFreeNs(ns);
     }
     ns = declaration;
-}
-
-void make_private(xmlNode* node) {
-    if (node->ns && !is_private(node->ns))
-        node->ns = _x_xmlNewNsPriv(node->ns->href, node->ns->prefix);
-}
-
-/// The before-unlink step for an attribute, without its doc fields.
-void leave_document(xmlAttr* attr, xmlDoc* doc) {
-    make_private(as_node(attr));
-    for (xmlNode* part = as_node(attr); part; part = next_in_subtree(part, as_node(attr)))
-        make_independent(part, doc);
 }
 
 }  // namespace
@@ -185,22 +185,16 @@ int _x_hasNsPriv(const xmlNode* node) {
     return node && (is_element(node) || is_attribute(node)) && node->ns && is_private(node->ns);
 }
 
-void _x_NsBeforeUnlinkNode(xmlNode* node, std::int16_t mode) {
-    if (mode == 1 || _x_isNodeInDoc(node)) _x_NsBeforeUnlinkNodeRec(node);
+int _x_NsBeforeUnlinkNode(xmlNode* node, std::int16_t mode) {
+    return mode == 1 || _x_isNodeInDoc(node) ? _x_NsBeforeUnlinkNodeRec(node) : 1;
 }
 
-void _x_NsBeforeUnlinkNodeRec(xmlNode* root) {
-    if (!root) return;
-    if (xmlDoc* const changed = containing_document(root)) note_changed(changed);
-    xmlDoc* const doc = document_for_lookup(root);
-    if (is_attribute(root)) make_private(root);
-    for (xmlNode* node = root; node; node = next_in_subtree(node, root)) {
-        if (is_element(node)) make_private(node);
-        for (xmlAttr* attr = first_attribute(node); attr; attr = attr->next)
-            leave_document(attr, doc);
-        make_independent(node, doc);
-        node->doc = nullptr;
-    }
+int _x_NsBeforeUnlinkNodeRec(xmlNode* root) {
+    if (!root) return 1;
+    Departure leaving;
+    if (!leaving.prepare(root)) return 0;
+    leaving.complete();
+    return 1;
 }
 
 void _x_NsAfterLinkNode(xmlNode* node, std::int16_t mode) {
@@ -268,4 +262,13 @@ void _x_NsReplaceRec(xmlNode* root, const xmlNs* from, xmlNs* to) {
         for (xmlAttr* attr = node->properties; attr; attr = attr->next)
             if (attr->ns == from) attr->ns = to;
     }
+}
+
+bool valtrosse::declare_namespace(xmlNode* element, const xmlChar* uri, const xmlChar* prefix) {
+    if (xmlStrEqual(prefix, xml_prefix) && xmlStrEqual(uri, XML_XML_NAMESPACE)) return true;
+    for (const xmlNs* ns = element->nsDef; ns; ns = ns->next)
+        if (xmlStrEqual(ns->prefix, prefix)) return true;
+    xmlNs* const record = _x_xmlNewNsPriv(uri, prefix);
+    if (record) declare_record(element, record);
+    return record != nullptr;
 }

@@ -22,9 +22,10 @@ VALTROSSE_EXPORT int _x_hasNsPriv(const xmlNode* node);
 
 /// Makes a subtree independent of the document it is about to leave: private namespace records, its own
 /// strings, no entries in the ID table, no entity declarations; clears the doc fields of the node and
-/// of all nodes below it, attributes of elements excepted.
-VALTROSSE_EXPORT void _x_NsBeforeUnlinkNode(xmlNode* node, std::int16_t mode);
-VALTROSSE_EXPORT void _x_NsBeforeUnlinkNodeRec(xmlNode* node);
+/// of all nodes below it, attributes of elements excepted. Gives 1, or 0 without memory: then nothing
+/// has changed.
+VALTROSSE_EXPORT int _x_NsBeforeUnlinkNode(xmlNode* node, std::int16_t mode);
+VALTROSSE_EXPORT int _x_NsBeforeUnlinkNodeRec(xmlNode* node);
 /// Exchanges the private records of a subtree for declarations in scope. A reference that is not
 /// private is pointed at the declaration of its prefix in scope, or ends with no namespace.
 VALTROSSE_EXPORT void _x_NsAfterLinkNode(xmlNode* node, std::int16_t mode);
@@ -36,3 +37,11 @@ VALTROSSE_EXPORT int _x_NsNormalize(xmlNode* node);
 VALTROSSE_EXPORT int _x_NsNormalizeRec(xmlNode* node);
 /// In a subtree, makes every ns that is `from` point at `to`; nothing when one of them is null.
 VALTROSSE_EXPORT void _x_NsReplaceRec(xmlNode* node, const xmlNs* from, xmlNs* to);
+
+namespace valtrosse {
+
+/// Declares the prefix (null: the default namespace) on the element, unless it declares it already, or
+/// it is the predefined xml. False without memory.
+bool declare_namespace(xmlNode* element, const xmlChar* uri, const xmlChar* prefix);
+
+}  // namespace valtrosse

@@ -9,25 +9,11 @@
 namespace valtrosse {
 namespace {
 
-void own(xmlDict* dict, const xmlChar*& text) {
-    if (text && xmlDictOwns(dict, text) == 1) text = xmlStrdup(text);
-}
-
-void own_strings(xmlNode* node, xmlDict* dict) {
-    // Text and comments share static names, which no dictionary owns.
-    own(dict, node->name);
-    switch (node->type) {
-        case XML_TEXT_NODE:
-        case XML_CDATA_SECTION_NODE:
-        case XML_COMMENT_NODE:
-        case XML_PI_NODE: {
-            const xmlChar* content = node->content;
-            own(dict, content);
-            node->content = const_cast<xmlChar*>(content);
-            break;
-        }
-        default: break;
-    }
+bool own(xmlDict* dict, const xmlChar*& text) {
+    if (!text || xmlDictOwns(dict, text) != 1) return true;
+    const xmlChar* const copy = xmlStrdup(text);
+    if (copy) text = copy;
+    return copy != nullptr;
 }
 
 }  // namespace
@@ -40,9 +26,27 @@ bool belongs_to_document(const xmlDtd* dtd) {
     return dtd->parent || (is_known_document(dtd->doc) && dtd->doc->extSubset == dtd);
 }
 
-void make_independent(xmlNode* node, xmlDoc* doc) {
+bool own_strings(xmlNode* node, const xmlDoc* doc) {
+    xmlDict* const dict = doc ? doc->dict : nullptr;
+    if (!dict) return true;
+    // Text and comments share static names, which no dictionary owns.
+    if (!own(dict, node->name)) return false;
+    switch (node->type) {
+        case XML_TEXT_NODE:
+        case XML_CDATA_SECTION_NODE:
+        case XML_COMMENT_NODE:
+        case XML_PI_NODE: {
+            const xmlChar* content = node->content;
+            const bool owned = own(dict, content);
+            node->content = const_cast<xmlChar*>(content);
+            return owned;
+        }
+        default: return true;
+    }
+}
+
+void let_go(xmlNode* node, xmlDoc* doc) {
     if (is_attribute(node)) remove_id(doc, reinterpret_cast<xmlAttr*>(node));
-    if (doc && doc->dict) own_strings(node, doc->dict);
     if (node->type == XML_ENTITY_REF_NODE) {
         if (!first_child(node)) node->children = node->last = nullptr;
         node->content = nullptr;
@@ -61,7 +65,8 @@ void adopt(xmlNode* root, const xmlNode* parent) {
     visit_subtree(root, [&](xmlNode* node) {
         node->doc = named;
         if (!doc) return;
-        if (is_attribute(node) && node->parent) add_id(doc, reinterpret_cast<xmlAttr*>(node));
+        if (is_attribute(node) && node->parent)
+            add_id_or_note(doc, reinterpret_cast<xmlAttr*>(node));
         if (node->type == XML_ENTITY_REF_NODE && first_child(node)) note_own_records(doc);
     });
 }

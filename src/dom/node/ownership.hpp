@@ -19,8 +19,12 @@ xmlDoc* document_for_lookup(const xmlNode* node);
 /// nowhere.
 bool belongs_to_document(const xmlDtd* dtd);
 
-/// Makes one node or attribute, on its way out of doc, own all it points at. doc may be null.
-void make_independent(xmlNode* node, xmlDoc* doc);
+/// Makes one node or attribute of doc (null: none) own its strings, which is as good inside a document.
+/// False without memory.
+bool own_strings(xmlNode* node, const xmlDoc* doc);
+/// Takes from one node or attribute what it has only in doc (null: none): its entry in the table of
+/// IDs, and the declaration of an entity.
+void let_go(xmlNode* node, xmlDoc* doc);
 
 /// Makes a subtree name the same document as the parent it is about to hang under and, where that one
 /// is in a document, enters its IDs. The subtree is outside any document.

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "dom/node/handle_list.hpp"
+#include "dom/node/ids.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/node/tree.hpp"
 #include "dom/owned.hpp"
@@ -192,6 +193,8 @@ Result select_nodes(Call& call, xmlNode* node, HostText string) {
     if (expression.failed()) return expression.failure();
 
     clear_stale_docs(node);
+    if (xmlDoc* const doc = document_for_lookup(node))
+        if (!enter_missing_ids(doc)) return failure(VT_OUT_OF_MEMORY);
     const Surroundings around(node);
     const std::string_view text(expression.c_str(), expression.length());
     const ClosedReferences closed(node,

@@ -70,6 +70,15 @@ inline xmlAttr* first_attribute(const xmlNode* node) {
 
 inline xmlNode* as_node(xmlAttr* attr) { return reinterpret_cast<xmlNode*>(attr); }
 
+/// Links a node that hangs nowhere under parent, just before `next`, or as the last child for null.
+inline void link_before(xmlNode* next, xmlNode* parent, xmlNode* node) {
+    node->parent = parent;
+    node->next = next;
+    node->prev = next ? next->prev : parent->last;
+    (node->prev ? node->prev->next : parent->children) = node;
+    (next ? next->prev : parent->last) = node;
+}
+
 /// Whether libxml2 had the memory for the texts of a node that it made, which it does not check.
 inline bool is_complete(const xmlNode* node) {
     switch (node->type) {

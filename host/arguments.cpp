@@ -119,7 +119,7 @@ vt_status bind_arguments(std::uint32_t* indexes, const vt_name* parameters,
 
 vt_status get_boolean_argument(vt_argument* arg, std::uint16_t* null_flag,
                                std::uint16_t* value) noexcept {
-    if (const vt_status fault = injected_fault(&Faults::read)) return fault;
+    if (const vt_status fault = injected_read_fault()) return fault;
     const Argument& argument = read(*arg);
     // There is no second flag here: whatever is no boolean counts as null.
     *null_flag = argument.kind() != Argument::Kind::boolean;
@@ -129,7 +129,7 @@ vt_status get_boolean_argument(vt_argument* arg, std::uint16_t* null_flag,
 
 vt_status get_integer_argument(vt_host_runtime*, vt_argument* arg, std::uint16_t* null_flag, void*,
                                std::uint16_t* second_flag, std::uint32_t* value) noexcept {
-    if (const vt_status fault = injected_fault(&Faults::read)) return fault;
+    if (const vt_status fault = injected_read_fault()) return fault;
     const Argument& argument = read(*arg);
     if (raise_flags(argument, Argument::Kind::integer, *null_flag, *second_flag)) {
         *value = argument.integer();
@@ -140,7 +140,7 @@ vt_status get_integer_argument(vt_host_runtime*, vt_argument* arg, std::uint16_t
 vt_status get_string_argument(vt_argument* arg, std::uint16_t* null_flag,
                               std::uint16_t* second_flag, std::uint32_t* count,
                               const vt_unit** text) noexcept {
-    if (const vt_status fault = injected_fault(&Faults::read)) return fault;
+    if (const vt_status fault = injected_read_fault()) return fault;
     const Argument& argument = read(*arg);
     if (raise_flags(argument, Argument::Kind::string, *null_flag, *second_flag)) {
         *count = argument.integer();
@@ -151,7 +151,7 @@ vt_status get_string_argument(vt_argument* arg, std::uint16_t* null_flag,
 
 vt_status get_blob_argument(vt_argument* arg, std::uint16_t* null_flag, std::uint16_t* second_flag,
                             std::uint32_t* length, const std::uint8_t** data) noexcept {
-    if (const vt_status fault = injected_fault(&Faults::read)) return fault;
+    if (const vt_status fault = injected_read_fault()) return fault;
     const Argument& argument = read(*arg);
     if (raise_flags(argument, Argument::Kind::blob, *null_flag, *second_flag)) {
         *length = argument.integer();

@@ -27,6 +27,14 @@ std::uint32_t injected_fault(std::uint32_t Faults::*fault) {
     return current_host == nullptr ? 0 : current_host->faults.*fault;
 }
 
+vt_status injected_read_fault() {
+    if (injected_fault(&Faults::read) == 0) return VT_OK;
+    Faults& faults = current_host->faults;
+    if (faults.reads_before == 0) return faults.read;
+    --faults.reads_before;
+    return VT_OK;
+}
+
 // ---- Frames -------------------------------------------------------------------------------------
 
 /// One running call; handlers get its address as their result slot.

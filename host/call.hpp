@@ -62,5 +62,7 @@ void forget_host(const HostCore* core);
 
 /// A fault of the current host, 0 for none.
 std::uint32_t injected_fault(std::uint32_t Faults::*fault);
+/// The same for an argument reader, which counts.
+vt_status injected_read_fault();
 
 }  // namespace valtrosse::host

@@ -193,7 +193,8 @@ struct Faults {
     bool no_lookup = false;             ///< the provider's get-function callback is null
     vt_status bind = 0;                 ///< BindArguments fails with this status
     vt_status make = 0;                 ///< every Make function fails with this status
-    vt_status read = 0;                 ///< every argument reader fails with this status
+    vt_status read = 0;                 ///< argument readers fail with this status,
+    std::uint32_t reads_before = 0;     ///< after so many that do not
     std::uint32_t fail_allocation = 0;  ///< the n-th request to the arena from now on fails
 };
 

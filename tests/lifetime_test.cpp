@@ -1,5 +1,9 @@
 // Who frees what: trees and documents that end in every order, IDs that follow their attributes,
 // records that only their nodes know, and trees that LIBXMLLife objects hold.
+#include <libxml/tree.h>
+// libxml2's dict.h needs what tree.h declares.
+#include <libxml/dict.h>
+
 #include <functional>
 
 #include "tests/tree_fixture.hpp"
@@ -201,6 +205,41 @@ TEST_F(Lifetime, id_follows_the_attributes) {
     EXPECT_FALSE(call("xmlDOMDocValidateDTD", a).text().empty());  // marks both as IDs
     free_node(remove_attribute(first, attribute(first, "i")));
     EXPECT_EQ(by_id(a, "twice two"), "m o ");
+}
+
+TEST_F(Lifetime, short_texts_that_the_parser_put_into_their_nodes_change_and_move) {
+    const Handle doc = get("xmlDOMDocLoadXMLString", "<r><a k='v'>ab</a><b>cd</b><c>ef</c></r>", 1);
+    const Handle a = first_child(root(doc)), b = next(a), c = next(b);
+    const Handle ab = first_child(a), cd = first_child(b), ef = first_child(c);
+    const auto text = [&](const char* content) { return create(doc, XML_TEXT_NODE, content); };
+    append(a, text("0123456789"));
+    add(1, ab, text("9876543210"));
+    get("xmlDOMNodeSetValue", cd, "more than fits into a node");
+    get("xmlDOMNodeSetValue", first_child(attribute(a, "k")), "as well more than fits");
+    EXPECT_EQ(xml(root(doc)),
+              "<r><a k=\"as well more than fits\">9876543210ab0123456789</a>"
+              "<b>more than fits into a node</b><c>ef</c></r>");
+    for (const Handle node : {ef, cd, a}) unlink(node);
+    get("xmlDOMDocFreeDoc", doc);
+    const Handle other = new_document(), fragment = create(other, XML_DOCUMENT_FRAG_NODE, "");
+    append(fragment, ef);
+    append(fragment, create(other, XML_TEXT_NODE, "gh"));
+    EXPECT_EQ(append(fragment, cd), ef);
+    EXPECT_EQ(xml(fragment) + xml(a),
+              "efghmore than fits into a node"
+              "<a k=\"as well more than fits\">9876543210ab0123456789</a>");
+    free_node(fragment);
+    free_node(a);
+}
+
+TEST_F(Lifetime, changing_ids_do_not_fill_a_documents_dictionary) {
+    const Handle doc = load("<r xml:id='first'/>");
+    xmlDict* const dictionary = node_of(doc)->doc->dict;
+    const int names = xmlDictSize(dictionary);
+    const Handle text = first_child(attribute(root(doc), "id"));
+    for (int i = 0; i < 100; ++i) get("xmlDOMNodeSetValue", text, "id" + std::to_string(i));
+    EXPECT_EQ(by_id(doc, "first id0 id98 id99"), "r ");
+    EXPECT_EQ(xmlDictSize(dictionary), names);
 }
 
 TEST_F(Lifetime, what_cannot_be_handed_over_is_freed) {

@@ -7,6 +7,7 @@
 
 #include <memory>
 
+#include "dom/doc/load.hpp"
 #include "utf8/text.hpp"
 
 namespace valtrosse {
@@ -54,7 +55,7 @@ Result transform(Call& call, Deferred<HostText> xml_argument, Deferred<HostText>
 
     xmlSubstituteEntitiesDefault(1);
     xmlLoadExtDtdDefaultValue = 1;
-    const Owned<xmlDoc> source(xmlParseFile(xml_path.c_str()));
+    const Owned<xmlDoc> source(parse_file(xml_path.c_str()));
     if (!source) return no_value;
     const Owned<xsltStylesheet> stylesheet(xsltParseStylesheetFile(xsl_path.text()));
     if (!stylesheet) return no_value;

@@ -1,6 +1,9 @@
 // Loading, creating and freeing XML documents.
 #include "dom/doc/load.hpp"
 
+#include <libxml/dict.h>
+#include <libxml/parserInternals.h>
+
 #include "dom/node/free.hpp"
 #include "dom/node/tree.hpp"
 
@@ -14,17 +17,41 @@ Result document_value(Call& call, xmlDoc* doc) {
 
 namespace {
 
+/// Parses what the context stands for, as xmlParseFile and xmlParseDoc do, but with the names in a
+/// dictionary of the document's and short texts inside of their nodes: fewer and nearer blocks. Null
+/// for a null context and for what is not well-formed. Ends the context.
+xmlDoc* parse(xmlParserCtxt* context) {
+    if (!context) return nullptr;
+    context->dictNames = 1;
+    context->options |= XML_PARSE_COMPACT;
+    // The limit is meant for names; IDs, which are no fewer than their elements, go into it as well.
+    xmlDictSetLimit(context->dict, 0);
+    xmlParseDocument(context);
+    xmlDoc* doc = context->myDoc;
+    if (!context->wellFormed) {
+        xmlFreeDoc(doc);
+        doc = nullptr;
+    }
+    // So that a file that came compressed is saved so.
+    if (doc && context->input && context->input->buf)
+        doc->compression =
+            context->input->buf->compressed > 0 ? 9 : context->input->buf->compressed;
+    xmlFreeParserCtxt(context);
+    return doc;
+}
+
 /// Parses the file at `filepath` (8-bit text). No value when it cannot be read or is not well-formed,
 /// or when `keep_blanks` is neither 0 nor 1.
 Result load_file(Call& call, HostText filepath, std::uint32_t keep_blanks) {
     return load_document<Text8>(call, filepath, keep_blanks,
-                                [](const Text8& path) { return xmlParseFile(path.c_str()); });
+                                [](const Text8& path) { return parse_file(path.c_str()); });
 }
 
 /// Parses XML text. It reaches libxml2 as UTF-8, whatever encoding its declaration names.
 Result load_string(Call& call, HostText string, std::uint32_t keep_blanks) {
-    return load_document<Utf8>(call, string, keep_blanks,
-                               [](const Utf8& text) { return xmlParseDoc(text.text()); });
+    return load_document<Utf8>(call, string, keep_blanks, [](const Utf8& text) {
+        return parse(xmlCreateDocParserCtxt(text.text()));
+    });
 }
 
 /// A new, empty document with this version text.
@@ -59,6 +86,9 @@ Result keep_blanks_default(Call& call, std::uint32_t value) {
 }
 
 }  // namespace
+
+xmlDoc* parse_file(const char* path) { return parse(xmlCreateFileParserCtxt(path)); }
+
 }  // namespace valtrosse
 
 SCRIPT_FUNCTION(TOVIKDOM_, xmlDOMDocLoadXMLFile, valtrosse::load_file)

@@ -12,6 +12,9 @@
 
 namespace valtrosse {
 
+/// The document parsed from a file or URL; null when it cannot be read or is not well-formed.
+xmlDoc* parse_file(const char* path);
+
 /// The handle of a new document, or no value for null. A document whose handle cannot be handed over
 /// is freed.
 Result document_value(Call& call, xmlDoc* doc);

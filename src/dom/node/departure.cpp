@@ -39,11 +39,11 @@ bool Departure::make_private(xmlNode* node) {
     return true;
 }
 
-bool Departure::prepare(xmlNode* root) {
+bool Departure::prepare(xmlNode* root, bool comes_back) {
     root_ = root;
     doc_ = document_for_lookup(root);
     for (xmlNode* node = root; node; node = next_owned(node, root))
-        if (!make_private(node) || !own_strings(node, doc_)) return false;
+        if (!make_private(node) || !(comes_back || own_strings(node, doc_))) return false;
     return true;
 }
 

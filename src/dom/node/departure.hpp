@@ -14,9 +14,10 @@ public:
     Departure(const Departure&) = delete;
     Departure& operator=(const Departure&) = delete;
 
-    /// Makes the private namespace records and the strings that the subtree is to own. False without
-    /// memory. The subtree must stay as it is until complete() or the end.
-    bool prepare(xmlNode* root);
+    /// Makes the private namespace records and the strings that the subtree is to own; no strings when
+    /// the subtree is to be back in its document at once. False without memory. The subtree must stay as
+    /// it is until complete() or the end.
+    bool prepare(xmlNode* root, bool comes_back = false);
     /// Takes the subtree's IDs and its entities' declarations away, and clears the doc fields of the
     /// root and of all nodes below it, attributes of elements excepted. Nothing without prepare().
     void complete();

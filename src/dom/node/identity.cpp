@@ -94,7 +94,7 @@ Result set_value(Call& call, xmlNode* node, HostText value) {
     // xmlNodeSetContent would lose the old text when there is no memory for the new one.
     const xmlDoc* const doc = document_for_lookup(node);
     const AttributeTextChange change(node->parent);
-    const xmlChar* content = node->content;
+    const xmlChar* content = is_inside(node) ? nullptr : node->content;
     if (!replace_string(content, text.text(), doc ? doc->dict : nullptr))
         return failure(VT_OUT_OF_MEMORY);
     node->content = const_cast<xmlChar*>(content);

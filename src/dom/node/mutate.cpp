@@ -9,6 +9,7 @@
 #include "dom/node/ids.hpp"
 #include "dom/node/namespaces.hpp"
 #include "dom/node/ownership.hpp"
+#include "dom/node/strings.hpp"
 #include "dom/node/tree.hpp"
 #include "plugin/frame.hpp"
 
@@ -86,9 +87,11 @@ bool may_be_linked(const xmlNode* parent, const xmlNode* newnode) {
     return !newnode->children || !is_at_or_above(newnode, parent);
 }
 
-/// What a node needs before it is taken out of its place. False without memory.
-bool prepare_to_leave(Departure& leaving, xmlNode* node) {
-    return !node->parent || !containing_document(node) || leaving.prepare(node);
+/// What a node needs before it is taken out of its place, from where it goes on to `destination` (null:
+/// no document). False without memory.
+bool prepare_to_leave(Departure& leaving, xmlNode* node, const xmlDoc* destination = nullptr) {
+    const xmlDoc* const doc = node->parent ? containing_document(node) : nullptr;
+    return !doc || leaving.prepare(node, doc == destination);
 }
 
 /// Takes a node that is prepared out of its place; nothing happens to a node that hangs nowhere.
@@ -126,10 +129,14 @@ public:
         if (!own_strings(text, document_for_lookup(text))) return false;
         old_length_ = length_of(text);
         new_length_ = length_of(newnode);
-        void* const content = xmlRealloc(text->content, old_length_ + new_length_ + 1);
+        const std::size_t bytes = old_length_ + new_length_ + 1;
+        const bool inside = is_inside(text);
+        auto* const content =
+            static_cast<xmlChar*>(inside ? xmlMalloc(bytes) : xmlRealloc(text->content, bytes));
         if (!content) return false;
-        text->content = static_cast<xmlChar*>(content);
-        text->content[old_length_] = 0;
+        if (inside) std::memcpy(content, text->content, old_length_);
+        content[old_length_] = 0;
+        text->content = content;
         return true;
     }
 
@@ -171,14 +178,16 @@ Result add_child(Call& call, std::uint32_t position, Deferred<xmlNode*> node_arg
     if (!may_be_linked(parent, newnode)) return no_value;
 
     Departure leaving;
-    if (!prepare_to_leave(leaving, newnode)) return failure(VT_OUT_OF_MEMORY);
     if (xmlNode* const text = TextMerge::target(position, node, newnode)) {
+        if (!prepare_to_leave(leaving, newnode)) return failure(VT_OUT_OF_MEMORY);
         TextMerge merge;
         if (!merge.prepare(text, newnode)) return failure(VT_OUT_OF_MEMORY);
         take_out(leaving, newnode);
         merge.complete(text, newnode, position == before);
         return call.handle(text);
     }
+    if (!prepare_to_leave(leaving, newnode, containing_document(parent)))
+        return failure(VT_OUT_OF_MEMORY);
     take_out(leaving, newnode);
     xmlNode* const next = position == before ? node : position == after ? node->next : nullptr;
     link_under(parent, newnode, next);
@@ -205,7 +214,8 @@ Result replace(Call& call, xmlNode* node, xmlNode* newnode) {
     // the time of the other's.
     Departure of_node;
     Departure of_newnode;
-    if (!prepare_to_leave(of_node, node) || !prepare_to_leave(of_newnode, newnode))
+    if (!prepare_to_leave(of_node, node) ||
+        !prepare_to_leave(of_newnode, newnode, containing_document(parent)))
         return failure(VT_OUT_OF_MEMORY);
     take_out(of_newnode, newnode);
     xmlNode* const next = node->next;

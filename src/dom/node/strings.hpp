@@ -1,4 +1,4 @@
-// String fields of libxml2's records, which a document's dictionary may own.
+// String fields of libxml2's records, which a document's dictionary or the record itself may own.
 #pragma once
 
 #include <libxml/tree.h>
@@ -15,6 +15,11 @@ inline bool replace_string(const xmlChar*& field, const xmlChar* text, xmlDict* 
     if (field && !(dict && xmlDictOwns(dict, field) == 1)) xmlFree(const_cast<xmlChar*>(field));
     field = copy;
     return true;
+}
+
+/// Whether the parser put the text of a text node inside of the node, where libxml2 knows to leave it.
+inline bool is_inside(const xmlNode* text) {
+    return text->content == reinterpret_cast<const xmlChar*>(&text->properties);
 }
 
 }  // namespace valtrosse

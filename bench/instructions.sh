@@ -29,17 +29,4 @@ done | awk -F'|' '
     cat "$folder/counts"
 } >"$folder/table"
 cat "$folder/table"
-if [[ $mode == --update ]]; then
-    cp "$folder/table" "$record"
-    exit 0
-fi
-awk '
-    { name = substr($0, 1, 32); count = substr($0, 33) + 0 }
-    FNR == NR { recorded[name] = count; next }
-    /^#/ { next }
-    !(name in recorded) { print "not recorded: " name; failed = 1; next }
-    count > 1.03 * recorded[name] {
-        printf "%s takes %d instructions, recorded are %d\n", name, count, recorded[name]
-        failed = 1
-    }
-    END { exit failed }' "$record" "$folder/table"
+"$(dirname "$0")/compare_counts.sh" "$folder/table" "$record" 3 "$mode"

@@ -95,7 +95,7 @@ std::string kind_of(host::Host& host, Handle node) {
 }
 
 std::string markup_of(host::Host& host, Handle node) {
-    const std::string name = name_of(host, node);
+    std::string name = name_of(host, node);
     switch (type_of(host, node)) {
         case NodeType::element: return tag_of(host, node);
         case NodeType::attribute: return attribute_markup(host, node);

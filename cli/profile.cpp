@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <ostream>
 #include <vector>
@@ -23,7 +24,7 @@ std::string percent(double share) {
 /// Eighths of a character, so that small shares differ too.
 std::string bar(double share) {
     static constexpr std::array<const char*, 8> parts = {"", "▏", "▎", "▍", "▌", "▋", "▊", "▉"};
-    const auto eighths = static_cast<std::size_t>(share * bar_width * 8 + 0.5);
+    const auto eighths = static_cast<std::size_t>(std::lround(share * bar_width * 8));
     std::string text;
     for (std::size_t k = 0; k < eighths / 8; ++k) text += "█";
     return text + parts[eighths % 8];

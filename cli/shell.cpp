@@ -31,6 +31,7 @@ constexpr std::array<Command, 4> commands = {{
 
 std::vector<std::string> command_names() {
     std::vector<std::string> names;
+    names.reserve(commands.size());
     for (const Command& command : commands) names.emplace_back(command.name);
     return names;
 }
@@ -175,6 +176,7 @@ void Shell::show_owned() {
     }
     std::sort(in_order.begin(), in_order.end());
     std::vector<Handle> trees;
+    trees.reserve(in_order.size());
     for (const auto& [number, tree] : in_order) trees.push_back(tree);
     show_table(trees);
 }

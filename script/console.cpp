@@ -108,7 +108,7 @@ bool Console::is_incomplete(std::string_view source) {
     // The engine looks one token ahead: what fails at the end must fail later when more follows.
     const std::string longer = std::string(source) + "\n\n)";
     const auto error_of = [ctx](std::string_view program) {
-        const std::string message(compile(ctx, program) ? "" : top_text(ctx));
+        std::string message(compile(ctx, program) ? "" : top_text(ctx));
         duk_pop(ctx);
         return message;
     };

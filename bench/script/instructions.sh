@@ -25,17 +25,4 @@ while read -r kind; do
     many=$(count "$kind" 1200)
     printf '%-32s %6d\n' "$kind" $(((many - few) / 1000))
 done <"$folder/kinds" | tee "$folder/counts"
-if [[ $mode == --update ]]; then
-    cp "$folder/counts" "$here/instructions.txt"
-    exit 0
-fi
-awk '
-    { kind = substr($0, 1, 32); count = substr($0, 33) + 0 }
-    FNR == NR { recorded[kind] = count; next }
-    !(kind in recorded) { print "not recorded: " kind; failed = 1; next }
-    count > 1.05 * recorded[kind] {
-        printf "%s takes %d instructions, recorded are %d\n", kind, count, recorded[kind]
-        failed = 1
-    }
-    END { exit failed }' "$here/instructions.txt" \
-    "$folder/counts"
+"$here/../compare_counts.sh" "$folder/counts" "$here/instructions.txt" 5 "$mode"

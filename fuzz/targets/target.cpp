@@ -188,6 +188,12 @@ std::string description(const xmlNode* root) {
     return text;
 }
 
+Handle clone_of(Handle doc) {
+    const Handle clone = get("xmlDOMNodeCloneNode", doc, 1);
+    check(clone != 0 && description(node_of(clone)) == description(node_of(doc)), "a clone");
+    return clone;
+}
+
 void read_everything(Handle root) {
     // libxml2's HTML parser lets bytes through that are no UTF-8.
     const bool html = node_of(root)->type == XML_HTML_DOCUMENT_NODE;

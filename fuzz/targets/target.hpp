@@ -32,6 +32,9 @@ inline void check(bool holds, std::string_view what, std::string_view detail = {
 /// scripts of the target `script` write: no file that an input happens to name, and no network.
 Host& library();
 /// One script function, with libxml2's reports dropped.
+/// A clone of the document, which equals it, to be freed.
+Handle clone_of(Handle doc);
+
 template <typename... T>
 Outcome call(std::string_view function, const T&... args);
 /// The handle that a call gives, 0 for no value.
@@ -116,6 +119,9 @@ void check_links(const xmlNode* root);
 std::string description(const xmlNode* root);
 /// Calls the functions that read a node on the tree's first 30 nodes, and those that read a document.
 void read_everything(Handle root);
+
+/// A clone of the document, which equals it, to be freed.
+Handle clone_of(Handle doc);
 
 template <typename... T>
 Outcome call(std::string_view function, const T&... args) {

@@ -72,9 +72,8 @@ exports.make = function (cluster, type, text, target) {
     });
 };
 
-/** What text, CDATA sections and comments have in common. */
-function CharacterData() {}
-Node.extend(CharacterData, Node, 0, {
+/** What all nodes that are a text and have no children share. */
+var dataMembers = {
     /** The text. */
     get data() { return readValue(this._handle); },
     set data(value) { write(this, names.checkText(value)); },
@@ -82,6 +81,12 @@ Node.extend(CharacterData, Node, 0, {
     set nodeValue(value) { this.data = value; },
     get textContent() { return this.data; },
     set textContent(value) { this.data = value === null || value === undefined ? '' : value; },
+    hasChildNodes: function () { return false; }
+};
+
+/** What text, CDATA sections and comments have in common. */
+function CharacterData() {}
+Node.extend(CharacterData, Node, 0, {
     /** The number of 16-bit units. */
     get length() { return this.data.length; },
     /** A part of the text: `count` units from `offset` on. */
@@ -102,9 +107,9 @@ Node.extend(CharacterData, Node, 0, {
         var data = this.data;
         checkRange(data, offset, count);
         this.data = data.slice(0, offset) + text + data.slice(offset + count);
-    },
-    hasChildNodes: function () { return false; }
+    }
 });
+Node.define(CharacterData, dataMembers);
 Node.define(CharacterData, node.siblingMembers);
 
 function checkRange(data, offset, count) {
@@ -147,20 +152,13 @@ Node.extend(Comment, CharacterData, 8, {
     get nodeName() { return '#comment'; }
 });
 
-/** A processing instruction. */
+/** A processing instruction; its data is what follows the target and the blank after it. */
 function ProcessingInstruction(cluster, handle) { Node.call(this, cluster, handle); }
 Node.extend(ProcessingInstruction, Node, 7, {
     /** The name that it begins with. */
-    get target() { return this.nodeName; },
-    /** What follows the target and the blank after it. */
-    get data() { return readValue(this._handle); },
-    set data(value) { write(this, names.checkText(value)); },
-    get nodeValue() { return this.data; },
-    set nodeValue(value) { this.data = value; },
-    get textContent() { return this.data; },
-    set textContent(value) { this.data = value === null || value === undefined ? '' : value; },
-    hasChildNodes: function () { return false; }
+    get target() { return this.nodeName; }
 });
+Node.define(ProcessingInstruction, dataMembers);
 Node.define(ProcessingInstruction, node.siblingMembers);
 
 exports.CharacterData = CharacterData;

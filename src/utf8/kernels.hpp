@@ -178,7 +178,7 @@ inline std::uint64_t encoded_length(const char16_t* text, std::size_t count) {
             missing = _mm_sub_epi16(missing, at_most(units, 0x7FF));
         }
         count -= 8 * blocks;
-        length += 16 * blocks;
+        length += std::uint64_t{16} * blocks;
         std::uint16_t lanes[8];
         store(lanes, missing);
         for (const std::uint16_t lane : lanes) length -= lane;

@@ -4,6 +4,8 @@
 #include <libxml/dict.h>
 #include <libxml/parserInternals.h>
 
+#include <utility>
+
 #include "dom/node/free.hpp"
 #include "dom/node/tree.hpp"
 
@@ -27,15 +29,15 @@ xmlDoc* parse(xmlParserCtxt* context) {
     // The limit is meant for names; IDs, which are no fewer than their elements, go into it as well.
     xmlDictSetLimit(context->dict, 0);
     xmlParseDocument(context);
-    xmlDoc* doc = context->myDoc;
+    xmlDoc* doc = std::exchange(context->myDoc, nullptr);
     if (!context->wellFormed) {
         xmlFreeDoc(doc);
         doc = nullptr;
     }
     // So that a file that came compressed is saved so.
-    if (doc && context->input && context->input->buf)
-        doc->compression =
-            context->input->buf->compressed > 0 ? 9 : context->input->buf->compressed;
+    const xmlParserInput* const file = context->input;
+    if (doc && file && file->filename && file->buf)
+        doc->compression = file->buf->compressed > 0 ? 9 : file->buf->compressed;
     xmlFreeParserCtxt(context);
     return doc;
 }

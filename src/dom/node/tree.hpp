@@ -110,7 +110,7 @@ inline xmlNode* first_owned(const xmlNode* node) {
 /// and before its children. Null at the end.
 inline xmlNode* next_owned(const xmlNode* node, const xmlNode* root) {
     if (xmlNode* below = first_owned(node)) return below;
-    for (; node != root; node = node->parent) {
+    for (; node && node != root; node = node->parent) {
         if (node->next) return node->next;
         if (is_attribute(node) && node->parent)
             if (xmlNode* child = first_child(node->parent)) return child;

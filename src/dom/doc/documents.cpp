@@ -12,14 +12,8 @@ namespace valtrosse {
 namespace {
 
 // What is known of a document, as bits. The payload of its entry is the byte of that number: never null.
-enum : std::size_t {
-    as_loaded = 1,
-    ids_in_order = 2,
-    ids_of_parser = 4,
-    ids_missing = 8,
-    own_records = 16
-};
-char facts_of_documents[32];
+enum : std::size_t { as_loaded = 1, ids_in_order = 2, ids_missing = 4, own_records = 8 };
+char facts_of_documents[16];
 
 xmlHashTable* documents = nullptr;
 
@@ -69,7 +63,7 @@ void change_facts(const xmlDoc* doc, std::size_t added, std::size_t removed) {
 }  // namespace
 
 void document_made(xmlDoc* doc) { enter(doc, 0); }
-void document_loaded(xmlDoc* doc) { enter(doc, as_loaded | ids_of_parser); }
+void document_loaded(xmlDoc* doc) { enter(doc, as_loaded); }
 
 void document_gone(xmlDoc* doc) {
     SharedStateLock lock;
@@ -103,9 +97,6 @@ bool is_as_loaded(const xmlDoc* doc) { return is_known(doc, as_loaded, false); }
 
 void note_ids_in_order(xmlDoc* doc) { change_facts(doc, ids_in_order, 0); }
 bool has_ids_in_order(const xmlDoc* doc) { return is_known(doc, ids_in_order, false); }
-
-void note_own_ids(xmlDoc* doc) { change_facts(doc, 0, ids_of_parser); }
-bool has_ids_of_parser(const xmlDoc* doc) { return is_known(doc, ids_of_parser, false); }
 
 void note_ids_missing(xmlDoc* doc) {
     some_lack_ids = true;

@@ -37,11 +37,6 @@ bool is_as_loaded(const xmlDoc* doc);
 void note_ids_in_order(xmlDoc* doc);
 bool has_ids_in_order(const xmlDoc* doc);
 
-/// Notes that the document's table of IDs is not the parser's any more.
-void note_own_ids(xmlDoc* doc);
-/// Whether the table is as a parser made it: with keys in the document's dictionary, if it has one.
-bool has_ids_of_parser(const xmlDoc* doc);
-
 /// Notes that there was no memory to enter an ID into the document's table.
 void note_ids_missing(xmlDoc* doc);
 /// Notes that none is missing any more.

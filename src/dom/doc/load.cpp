@@ -1,7 +1,8 @@
 // Loading, creating and freeing XML documents.
 #include "dom/doc/load.hpp"
 
-#include <libxml/dict.h>
+#include <libxml/SAX2.h>
+#include <libxml/hash.h>
 #include <libxml/parserInternals.h>
 
 #include <utility>
@@ -19,6 +20,18 @@ Result document_value(Call& call, xmlDoc* doc) {
 
 namespace {
 
+/// Begins a document as libxml2 does, but with tables of its own for IDs and references: made by
+/// libxml2, they have their keys in the document's dictionary, where a million are slow to find and
+/// what scripts enter stays until the document ends.
+void start_document(void* context) {
+    constexpr int few = 32;
+    xmlSAX2StartDocument(context);
+    xmlDoc* const doc = static_cast<xmlParserCtxt*>(context)->myDoc;
+    if (!doc) return;
+    doc->ids = xmlHashCreate(few);
+    doc->refs = xmlHashCreate(few);
+}
+
 /// Parses what the context stands for, as xmlParseFile and xmlParseDoc do, but with the names in a
 /// dictionary of the document's and short texts inside of their nodes: fewer and nearer blocks. Null
 /// for a null context and for what is not well-formed. Ends the context.
@@ -26,8 +39,7 @@ xmlDoc* parse(xmlParserCtxt* context) {
     if (!context) return nullptr;
     context->dictNames = 1;
     context->options |= XML_PARSE_COMPACT;
-    // The limit is meant for names; IDs, which are no fewer than their elements, go into it as well.
-    xmlDictSetLimit(context->dict, 0);
+    context->sax->startDocument = start_document;
     xmlParseDocument(context);
     xmlDoc* doc = std::exchange(context->myDoc, nullptr);
     if (!context->wellFormed) {

@@ -52,16 +52,21 @@ bool is_deeper_than(const xmlNode* root, int levels) {
     }
 }
 
-/// Keeps the table of IDs of a document across a validation, which makes one of its own.
+/// Keeps the table of IDs of a document across a validation, which makes one of its own, and its
+/// dictionary from the keys of that table and of the one of references.
 class KeptIds {
 public:
-    explicit KeptIds(xmlDoc* doc) : doc_(doc), ids_(doc->ids) { doc->ids = nullptr; }
+    explicit KeptIds(xmlDoc* doc) : doc_(doc), ids_(doc->ids), dict_(doc->dict) {
+        doc->ids = nullptr;
+        doc->dict = nullptr;
+    }
     ~KeptIds() {
         if (doc_->ids) xmlFreeIDTable(static_cast<xmlIDTable*>(doc_->ids));
         // References name attributes without owning them; validation is all that reads them.
         if (doc_->refs) xmlFreeRefTable(static_cast<xmlRefTable*>(doc_->refs));
         doc_->refs = nullptr;
         doc_->ids = ids_;
+        doc_->dict = dict_;
         restore_marks(doc_);
     }
     KeptIds(const KeptIds&) = delete;
@@ -70,6 +75,7 @@ public:
 private:
     xmlDoc* doc_;
     void* ids_;
+    xmlDict* dict_;
 };
 
 xmlValidityErrorFunc print_report() {

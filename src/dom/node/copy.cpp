@@ -1,6 +1,7 @@
 // Copies of trees: cloning and importing.
 #include "dom/node/copy.hpp"
 
+#include <libxml/hash.h>
 #include <libxml/parserInternals.h>
 
 #include "dom/doc/documents.hpp"
@@ -173,7 +174,8 @@ private:
         doc->doc = nullptr;
         note_own_records(doc);
         const auto* const source = reinterpret_cast<xmlDoc*>(source_);
-        if (!source->ids && !may_lack_ids(source)) return;
+        const bool has_ids = xmlHashSize(static_cast<xmlHashTable*>(source->ids)) > 0;
+        if (!has_ids && !may_lack_ids(source)) return;
         visit_subtree(root_, [&](xmlNode* node) {
             if (is_attribute(node)) failed_ |= !add_id(doc, reinterpret_cast<xmlAttr*>(node));
         });

@@ -41,32 +41,6 @@ void remove_if_of_attribute(void* id, void* data, const xmlChar* name, const xml
         xmlHashRemoveEntry(search->table, name, free_id);
 }
 
-struct TableRelease {
-    // What the entries hold stays.
-    void operator()(xmlHashTable* table) const { xmlHashFree(table, nullptr); }
-};
-
-/// A copy of the table takes its place: what scripts enter would stay in the dictionary, which holds the
-/// keys of the parser's table, until the document ends. False without memory.
-bool make_own_table(xmlDoc* doc) {
-    auto* const parsed = static_cast<xmlHashTable*>(doc->ids);
-    const auto same = [](void* id, const xmlChar*) { return id; };
-    const int count = parsed ? xmlHashSize(parsed) : 0;
-    std::unique_ptr<xmlHashTable, TableRelease> own(parsed ? xmlHashCopy(parsed, same)
-                                                           : xmlHashCreate(0));
-    if (!own) return false;
-    int copied = 0;
-    const auto add = [](void*, void* to, const xmlChar* name) {
-        if (name) ++*static_cast<int*>(to);
-    };
-    xmlHashScan(own.get(), add, &copied);
-    if (copied != count) return false;
-    xmlHashFree(parsed, nullptr);
-    doc->ids = own.release();
-    note_own_ids(doc);
-    return true;
-}
-
 }  // namespace
 
 void remove_id(xmlDoc* doc, xmlAttr* attr) {
@@ -80,7 +54,6 @@ void remove_id(xmlDoc* doc, xmlAttr* attr) {
 
 bool add_id(xmlDoc* doc, xmlAttr* attr) {
     if (attr->atype == XML_ATTRIBUTE_ID || xmlIsID(doc, attr->parent, attr) != 1) return true;
-    if (has_ids_of_parser(doc) && !make_own_table(doc)) return false;
     const XmlString value = attribute_value(attr);
     if (!value) return false;
     collapse_blanks(value.get());

@@ -32,6 +32,13 @@ void start_document(void* context) {
     doc->refs = xmlHashCreate(few);
 }
 
+void drop_if_empty(void*& table) {
+    auto* const made = static_cast<xmlHashTable*>(table);
+    if (xmlHashSize(made) != 0) return;
+    xmlHashFree(made, nullptr);
+    table = nullptr;
+}
+
 /// Parses what the context stands for, as xmlParseFile and xmlParseDoc do, but with the names in a
 /// dictionary of the document's and short texts inside of their nodes: fewer and nearer blocks. Null
 /// for a null context and for what is not well-formed. Ends the context.
@@ -45,6 +52,10 @@ xmlDoc* parse(xmlParserCtxt* context) {
     if (!context->wellFormed) {
         xmlFreeDoc(doc);
         doc = nullptr;
+    }
+    if (doc) {
+        drop_if_empty(doc->ids);
+        drop_if_empty(doc->refs);
     }
     // So that a file that came compressed is saved so.
     const xmlParserInput* const file = context->input;

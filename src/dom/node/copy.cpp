@@ -1,7 +1,6 @@
 // Copies of trees: cloning and importing.
 #include "dom/node/copy.hpp"
 
-#include <libxml/hash.h>
 #include <libxml/parserInternals.h>
 
 #include "dom/doc/documents.hpp"
@@ -174,8 +173,7 @@ private:
         doc->doc = nullptr;
         note_own_records(doc);
         const auto* const source = reinterpret_cast<xmlDoc*>(source_);
-        const bool has_ids = xmlHashSize(static_cast<xmlHashTable*>(source->ids)) > 0;
-        if (!has_ids && !may_lack_ids(source)) return;
+        if (!source->ids && !may_lack_ids(source)) return;
         visit_subtree(root_, [&](xmlNode* node) {
             if (is_attribute(node)) failed_ |= !add_id(doc, reinterpret_cast<xmlAttr*>(node));
         });

@@ -62,6 +62,9 @@ bool add_id(xmlDoc* doc, xmlAttr* attr) {
             xmlHashLookup(static_cast<xmlHashTable*>(doc->ids), value.get()));
     };
     if (*value == 0 || entry_of_value()) return true;
+    // Outside of the dictionary, which would keep each of the keys until the document ends.
+    if (!doc->ids) doc->ids = xmlHashCreate(0);
+    if (!doc->ids) return false;
     xmlID* const id = xmlAddID(nullptr, doc, value.get(), attr);
     if (id && entry_of_value() == id) return true;
     // Without memory for its name an entry stays in the table, where nothing finds it.

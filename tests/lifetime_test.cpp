@@ -242,6 +242,29 @@ TEST_F(Lifetime, changing_ids_do_not_fill_a_documents_dictionary) {
     EXPECT_EQ(xmlDictSize(dictionary), names);
 }
 
+TEST_F(Lifetime, what_leaves_an_external_subset_owns_what_it_points_at) {
+    const TempFile dtd("e.dtd",
+                       "<?p d?><!ENTITY e '<p:e xmlns:p=\"u\" x=\"1\"><p:f><?q?></p:f></p:e>'>");
+    const ParserDefaults defaults;
+    xmlLoadExtDtdDefaultValue = 1;
+    const Handle doc =
+        get("xmlDOMDocLoadXMLString", "<!DOCTYPE r SYSTEM '" + dtd.path() + "'><r>&e;</r>", 1);
+    xmlDtd* const subset = reinterpret_cast<xmlDoc*>(node_of(doc))->extSubset;
+    const Handle pi = handle_from_outside(subset->children);
+    const Handle entity = handle_from_outside(subset->last);
+    const std::vector<Handle> below = select(entity, "descendant::node()");
+    ASSERT_EQ(below.size(), 3U);
+    const Handle e = below[0], f = below[1], x = attribute(e, "x");
+    EXPECT_EQ(set_attribute(e, create(doc, XML_ATTRIBUTE_NODE, "x")), x);
+    append(e, create_ns(doc, XML_ELEMENT_NODE, "o:n", "v"));
+    append(unlink(f), pi);
+    get("xmlDOMDocFreeDoc", doc);
+    EXPECT_EQ(xml(f) + name(f) + text("xmlDOMNodeGetPropertyNS", f, 1) + name(x),
+              "<p:f><?q?><?p d?></p:f>p:fux");
+    free_node(f);
+    free_node(x);
+}
+
 TEST_F(Lifetime, what_cannot_be_handed_over_is_freed) {
     const Handle doc = load("<r xmlns:p='urn:p'><p:e a='1' p:b='2'>t<c/></p:e></r>");
     const Handle e = first_child(root(doc)), other = new_document();

@@ -186,7 +186,8 @@ int _x_hasNsPriv(const xmlNode* node) {
 }
 
 int _x_NsBeforeUnlinkNode(xmlNode* node, std::int16_t mode) {
-    return mode == 1 || _x_isNodeInDoc(node) ? _x_NsBeforeUnlinkNodeRec(node) : 1;
+    const bool leaves = node && (mode == 1 || containing_document(node));
+    return leaves ? _x_NsBeforeUnlinkNodeRec(node) : 1;
 }
 
 int _x_NsBeforeUnlinkNodeRec(xmlNode* root) {
@@ -198,7 +199,7 @@ int _x_NsBeforeUnlinkNodeRec(xmlNode* root) {
 }
 
 void _x_NsAfterLinkNode(xmlNode* node, std::int16_t mode) {
-    if (mode == 1 || _x_isNodeInDoc(node)) _x_NsAfterLinkNodeRec(node);
+    if (node && (mode == 1 || containing_document(node))) _x_NsAfterLinkNodeRec(node);
 }
 
 void _x_NsAfterLinkNodeRec(xmlNode* root) {

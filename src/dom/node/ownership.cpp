@@ -23,7 +23,7 @@ xmlDoc* document_for_lookup(const xmlNode* node) {
 }
 
 bool belongs_to_document(const xmlDtd* dtd) {
-    return dtd->parent || (is_known_document(dtd->doc) && dtd->doc->extSubset == dtd);
+    return dtd->parent || document_of_external_subset(dtd);
 }
 
 bool own_strings(xmlNode* node, const xmlDoc* doc) {

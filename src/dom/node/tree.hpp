@@ -29,10 +29,15 @@ inline const xmlNode* topmost(const xmlNode* node) {
     return node;
 }
 
+/// The document whose external subset this DTD is; null for another DTD.
+xmlDoc* document_of_external_subset(const xmlDtd* dtd);
+
 /// The document that the node is in; null for a node outside any document. The doc field plays no
 /// part: a node may name a document without being in it, and a cloned document's nodes name none.
 inline xmlDoc* containing_document(const xmlNode* node) {
     const xmlNode* top = topmost(node);
+    if (top->type == XML_DTD_NODE)
+        return document_of_external_subset(reinterpret_cast<const xmlDtd*>(top));
     return is_document(top) ? reinterpret_cast<xmlDoc*>(const_cast<xmlNode*>(top)) : nullptr;
 }
 

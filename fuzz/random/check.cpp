@@ -281,11 +281,16 @@ public:
     }
 
 private:
+    /// No declaration of another prefix may have such a URI.
+    static bool is_reserved(const std::string& uri) {
+        return uri == to_string(XML_XML_NAMESPACE) || uri == "http://www.w3.org/2000/xmlns/";
+    }
+
     bool keeps_element(const Node* node) const {
         if (!is_name(node->name) || !resolves_as_it_stands(node, node)) return false;
         std::set<std::pair<std::string, std::string>> names;
         for (const NamespaceRef& ns : node->declarations)
-            if (ns->uri.empty() || !is_plain(ns->uri) ||
+            if (ns->uri.empty() || !is_plain(ns->uri) || is_reserved(ns->uri) ||
                 (ns->prefix && (!is_name(*ns->prefix) || ns->prefix->starts_with("xml"))))
                 return false;
         for (const Node* attr : node->attributes) {

@@ -57,7 +57,7 @@ private:
             }
             xmlNode* const copy = copy_node(from);
             if (!copy) return;
-            link_before(nullptr, to, copy);
+            link_before(to, copy, nullptr);
             to = copy;
         }
     }

@@ -107,7 +107,7 @@ void link_under(xmlNode* parent, xmlNode* node, xmlNode* next) {
     adopt(node, parent);
     {
         const AttributeTextChange change(parent);
-        link_before(next, parent, node);
+        link_before(parent, node, next);
     }
     _x_NsAfterLinkNode(node, 0);
 }

@@ -76,7 +76,7 @@ inline xmlAttr* first_attribute(const xmlNode* node) {
 inline xmlNode* as_node(xmlAttr* attr) { return reinterpret_cast<xmlNode*>(attr); }
 
 /// Links a node that hangs nowhere under parent, just before `next`, or as the last child for null.
-inline void link_before(xmlNode* next, xmlNode* parent, xmlNode* node) {
+inline void link_before(xmlNode* parent, xmlNode* node, xmlNode* next) {
     node->parent = parent;
     node->next = next;
     node->prev = next ? next->prev : parent->last;

@@ -33,10 +33,15 @@ void dumps(Handle node) {
     }
 }
 
+bool is_ascii(std::string_view text) {
+    return std::none_of(text.begin(), text.end(),
+                        [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+}
+
 /// What the declarations of a tree let us expect.
 struct Declarations {
     bool once = true;         // no prefix is declared twice: a formatted save drops the second
-    bool can_be_read = true;  // libxml2 writes a namespace's URI as it is, whatever is in it
+    bool can_be_read = true;  // libxml2 writes a URI as it is, and references into a prefix
 };
 
 Declarations declarations(const xmlNode* doc) {
@@ -49,7 +54,8 @@ Declarations declarations(const xmlNode* doc) {
                 return std::string(given ? reinterpret_cast<const char*>(given) : "");
             };
             found.once &= prefixes.insert(text(ns->prefix)).second;
-            found.can_be_read &= text(ns->href).find_first_of("<&\t\r\n") == std::string::npos;
+            found.can_be_read &= text(ns->href).find_first_of("<&\t\r\n") == std::string::npos &&
+                                 is_ascii(text(ns->prefix));
         }
         if (node->children && (node->type == XML_ELEMENT_NODE || node == doc)) {
             node = node->children;
@@ -64,9 +70,7 @@ Declarations declarations(const xmlNode* doc) {
 /// Whether every encoding of the list can write this tree so that it reads back the same: names,
 /// comments and instructions of ASCII, and no DTD, whose entities libxml2 writes as it likes.
 bool reads_back(Handle doc, std::string_view described) {
-    return !reinterpret_cast<xmlDoc*>(doc)->intSubset &&
-           std::none_of(described.begin(), described.end(),
-                        [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+    return !reinterpret_cast<xmlDoc*>(doc)->intSubset && is_ascii(described);
 }
 
 void saves(Handle doc, const char* encoding, unsigned format) {

@@ -176,8 +176,8 @@ TEST_F(Formats, dump_of_every_kind_of_node) {
     for (Handle node : select(root(doc), "@*|node()")) nodes += dumped(node) + "|";
     EXPECT_EQ(nodes,
               " p:a=\"&lt;&quot;&#xE9;\"|<p:b><c/></p:b>|t&amp;|<![CDATA[<]]>|<?pi x?>|<!--c-->|");
-    const Handle b = find(doc, "//p:b"), declaration = attribute(root(doc), "k");
-    EXPECT_EQ(dumped(b, 1), "<p:b>\n  <c/>\n</p:b>");
+    const Handle declaration = attribute(root(doc), "k");
+    EXPECT_EQ(dumped(find(doc, "//p:b"), 1), "<p:b>\n  <c/>\n</p:b>");
     EXPECT_THAT(dumped(doc), HasSubstr("<!NOTATION n SYSTEM \"s\" >"));
     EXPECT_EQ(dumped(declaration), "<!ATTLIST r k CDATA \"d\">\n");
     for (Handle entity : call("xmlDOMDocGetEntities", doc).handles())
@@ -190,37 +190,13 @@ TEST_F(Formats, dump_of_every_kind_of_node) {
         EXPECT_EQ(dumped(load_root(xml)), xml);
     }
     EXPECT_EQ(call("xmlDOMNodeDumpNode", load("<a>&#x1F600;</a>"), 0).status(), VT_TOO_LARGE);
-
-    // Outside any document, and naming one that is gone.
-    const Handle made = create_ns(doc, XML_ELEMENT_NODE, "q:e", "urn:q");
-    const Handle attr = with_text(create_ns(doc, XML_ATTRIBUTE_NODE, "q:a", "urn:q"), "v&\u00e9");
-    const Handle reference = create(doc, XML_ENTITY_REF_NODE, "e");
-    set_attribute_ns(made, attr);
-    append(made, create(doc, XML_ENTITY_REF_NODE, "e"));
-    append(made, unlink(b));
-    free(doc);
-    EXPECT_EQ(dumped(made), "<q:e q:a=\"v&amp;&#xE9;\">&e;<p:b><c/></p:b></q:e>");
-    EXPECT_EQ(dumped(reference) + dumped(attr), "&e; q:a=\"v&amp;&#xE9;\"");
-    for (Handle node : {made, reference}) free_node(node);
 }
 
 TEST_F(Formats, names) {
-    const auto is = [&](const char* kind, const std::string& name) {
-        return call(kind, name).boolean();
-    };
-    for (const std::string& more : {std::string(), std::string(250, 'n')}) {
-        for (const std::string name : {"node", ":", "a:b:c", "a-.1", "\u00e9"})
-            EXPECT_TRUE(is("xmlDOMUtilIsValidXMLName", name + more)) << name;
-        for (const std::string name : {" a", "a b", "1abc", "-a", "\u00d7"})
-            EXPECT_FALSE(is("xmlDOMUtilIsValidXMLName", name + more)) << name;
-        std::string kinds;
-        for (const std::string name : {"node", " ", "a:b", ":b", "a:", ":", "a:b:c"})
-            kinds += is("xmlDOMUtilIsLevel1Name", name + more)   ? '1'
-                     : is("xmlDOMUtilIsLevel2Name", name + more) ? '2'
-                                                                 : '-';
-        EXPECT_EQ(kinds, "112222-");
-    }
-    EXPECT_FALSE(is("xmlDOMUtilIsValidXMLName", "") || is("xmlDOMUtilIsValidXMLName", "a "));
+    for (const std::string name : {"node", ":", "a:b:c", "a-.1", "\u00e9"})
+        EXPECT_TRUE(call("xmlDOMUtilIsValidXMLName", name).boolean()) << name;
+    for (const std::string name : {"", " a", "a ", "a b", "1abc", "-a", "\u00d7"})
+        EXPECT_FALSE(call("xmlDOMUtilIsValidXMLName", name).boolean()) << name;
     for (const char* predicate : {"_x_isLevel1Name", "_x_isLevel2Name"})
         EXPECT_EQ(host.symbol_as<int (*)(const char*)>(predicate)(nullptr), 0);
 }

@@ -35,12 +35,8 @@ TEST_F(Documents, load_with_and_without_blanks) {
             EXPECT_EQ(load("<a", keep_blanks), 0U);
             EXPECT_EQ(xmlKeepBlanksDefaultValue, before);
         }
-        get("xmlDOMDocSetLastMsg", 0, "before");
-        expect_no_value("xmlDOMDocLoadXMLString", "<a", 2);
-        expect_no_value("xmlDOMDocLoadXMLFile", "/no/such/file", 2);
         expect_no_value("xmlDOMDocKeepBlanksDefault", 2);
-        EXPECT_EQ(std::to_string(xmlKeepBlanksDefaultValue) + message(),
-                  std::to_string(before) + "before");
+        EXPECT_EQ(xmlKeepBlanksDefaultValue, before);
     }
 }
 
@@ -59,10 +55,7 @@ TEST_F(Documents, that_cannot_be_loaded_leave_a_message) {
     expect_message(string, "<a>&undefined;</a>", "'undefined' not defined");
     expect_message(string, " ", "Start tag expected");
     expect_message(string, "<a/><b/>", "Extra content at the end");
-    for (const char* loader : {file, string}) {
-        expect_no_value(loader, u"", 0);
-        expect_no_value(loader, Argument::string_without_text(), 0);
-    }
+    for (const char* loader : {file, string}) expect_no_value(loader, u"", 0);
 }
 
 TEST_F(Documents, paths_and_text_of_any_length) {
@@ -105,15 +98,10 @@ TEST_F(Documents, plain_save_writes_the_document_as_it_is) {
     const std::string xml =
         "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n"
         "<a xmlns=\"o\" xmlns:p=\"u\"><p:b xmlns:p=\"v\">\xE9</p:b> <c xmlns=\"i\"/></a>\n";
-    const TempFile file("latin.xml", xml), copy("copy.xml"), unwritten("unwritten.xml");
+    const TempFile file("latin.xml", xml), copy("copy.xml");
     const Handle doc = load_file(file.path());
     EXPECT_EQ(get("xmlDOMDocSaveXMLFile", doc, copy.path()), doc);
     EXPECT_EQ(copy.content(), xml);
-    for (Handle refused : {load_html("<p>x"), root(doc)}) {
-        expect_no_value("xmlDOMDocSaveXMLFile", refused, unwritten.path());
-        expect_no_value("xmlDOMDocSaveXMLFormatFile", refused, unwritten.path(), "UTF-8", 0);
-    }
-    EXPECT_FALSE(unwritten.exists());
 }
 
 TEST_F(Documents, formatted_save_in_the_accepted_encodings) {
@@ -153,26 +141,6 @@ TEST_F(Documents, formatted_save_in_the_accepted_encodings) {
     EXPECT_THAT(saved(dense, "UTF-8", 0), HasSubstr("?>\n<a><b><c/></b></a>\n"));
     EXPECT_THAT(saved(dense, "UTF-8", 1), HasSubstr("?>\n<a>\n  <b>\n    <c/>\n  </b>\n</a>\n"));
     EXPECT_THAT(saved(mixed, "UTF-8", 1), HasSubstr("?>\n<a><b><c/></b>text</a>\n"));
-}
-
-TEST_F(Documents, formatted_save_drops_declarations_of_prefixes_in_scope) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"<a xmlns:p='u'><p:b xmlns:p='v' p:x=''><p:c xmlns:p='w'/></p:b></a>",
-         "<a xmlns:p=\"u\"><p:b p:x=\"\"><p:c/></p:b></a>"},
-        {"<h xmlns='h'><p><s xmlns='s' xmlns:q='q'><g/></s></p></h>",
-         "<h xmlns=\"h\"><p><s xmlns:q=\"q\"><g/></s></p></h>"},
-        {"<a><b xmlns='u'/><c xmlns='v'><d xmlns=''/></c></a>",
-         "<a><b xmlns=\"u\"/><c xmlns=\"v\"><d/></c></a>"}};
-    for (const auto& [xml, normalised] : cases) {
-        const Handle doc = load(xml);
-        const std::string before = whole(doc);
-        EXPECT_EQ(get("xmlDOMDocSaveXMLFile", doc, "/dev/null"), doc);
-        EXPECT_EQ(whole(doc), before);
-        EXPECT_THAT(saved(doc, "other"), HasSubstr(normalised));
-        EXPECT_EQ(whole(doc), normalised);
-        for (Handle user : select(root(doc), "//*[contains(name(), ':')] | //@*"))
-            EXPECT_EQ(node_of(user)->ns, node_of(root(doc))->nsDef) << xml;  // all mean the root's
-    }
 }
 
 }  // namespace

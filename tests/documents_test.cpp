@@ -58,24 +58,12 @@ TEST_F(Documents, that_cannot_be_loaded_leave_a_message) {
     for (const char* loader : {file, string}) expect_no_value(loader, u"", 0);
 }
 
-TEST_F(Documents, paths_and_text_of_any_length) {
+// Loaders and formatted saves take the low byte of each unit, plain saves write UTF-8.
+TEST_F(Documents, paths_are_8_bit_text_or_utf8) {
     const TempFile folder("folder");
-    for (std::size_t length : {198U, 199U, 200U, 201U, 450U}) {
-        std::string path = folder.path();
-        while (path.size() + 101 < length) path += "/" + std::string(99, 'd');
-        std::filesystem::create_directories(path);
-        path += "/" + std::string(length - path.size() - 1, 'f');
-        const std::string xml = "<a>" + std::string(length - 7, 'x') + "</a>";
-        const Handle doc = load(xml);
-        EXPECT_EQ(get("xmlDOMDocSaveXMLFile", doc, path), doc);
-        EXPECT_EQ(whole(load_file(path)), xml);
-        std::filesystem::remove(path);
-        EXPECT_EQ(get("xmlDOMDocSaveXMLFormatFile", doc, path, std::string(length, 'e'), 1), 0U);
-        EXPECT_EQ(whole(load_file(path)), xml);
-    }
-    // Loaders and formatted saves take the low byte of each unit, plain saves write UTF-8.
+    std::filesystem::create_directory(folder.path());
     const Handle doc = load("<a>\u00e9</a>");
-    const std::string path = folder.path() + "/caf\u00e9\u20ac";
+    const std::string path = folder.path() + "/caf\u00e9\u20ac" + std::string(200, 'x');
     EXPECT_EQ(get("xmlDOMDocSaveXMLFile", doc, path), doc);
     EXPECT_EQ(load_file(path), 0U);
     for (unsigned high : {0U, 0x4100U}) {

@@ -12,6 +12,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
+#include <source_location>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,7 +38,15 @@ inline Handle handle_of(const void* object) {
     return static_cast<Handle>(reinterpret_cast<std::uintptr_t>(object));
 }
 inline xmlNode* node_of(Handle handle) { return reinterpret_cast<xmlNode*>(handle); }
+inline xmlDoc* doc_of(Handle handle) { return reinterpret_cast<xmlDoc*>(handle); }
 inline const char* chars(const xmlChar* text) { return reinterpret_cast<const char*>(text); }
+
+/// The text that a function of libxml2's kind gives, which is freed; "null" for none.
+inline std::string taken(xmlChar* given) {
+    const std::string copy(given ? chars(given) : "null");
+    xmlFree(given);
+    return copy;
+}
 
 /// Drops what libxml2 reports in this thread, until the library parses something: many tests provoke
 /// failures.
@@ -46,6 +56,26 @@ inline void silence_libxml2() {
     };
     xmlSetGenericErrorFunc(nullptr, Nobody::hears);
 }
+
+/// A stylesheet with this content.
+inline std::string stylesheet(const std::string& content) {
+    return "<xsl:stylesheet version='1.0' xmlns:xsl='http://www.w3.org/1999/XSL/Transform'>" +
+           content + "</xsl:stylesheet>";
+}
+
+/// A copy in a block of exactly its size, so that valgrind sees a step beyond; it starts `shift`
+/// elements off the alignment.
+template <typename T>
+struct Exact {
+    template <typename Content>
+    explicit Exact(const Content& content, std::size_t shift = 0)
+        : block(std::make_unique<T[]>(shift + content.size())),
+          data(block.get() + shift) {
+        std::copy(content.begin(), content.end(), data);
+    }
+    const std::unique_ptr<T[]> block;
+    T* const data;
+};
 
 /// A path in the tests' own folder; what is there goes with the object.
 class TempFile {
@@ -125,8 +155,38 @@ protected:
         return outcome.status() == VT_OK && outcome.result_set() && outcome.no_value();
     }
 
+    /// A function that is called, and where.
+    struct Called {
+        template <typename Name>
+        Called(const Name& function, std::source_location here = std::source_location::current())
+            : name(function),
+              place(here) {}
+        std::string_view name;
+        std::source_location place;
+    };
+    template <typename... T>
+    void expect_no_value(const Called& called, const T&... args) {
+        const testing::ScopedTrace trace(called.place.file_name(),
+                                         static_cast<int>(called.place.line()), called.name);
+        EXPECT_TRUE(gives_no_value(called.name, args...));
+    }
+    /// What a function gives for the properties 0 to count - 1, with blanks between.
+    std::string properties(std::string_view function, Handle node, std::uint32_t count) {
+        std::string all;
+        for (std::uint32_t code = 0; code < count; ++code)
+            all += (code ? " " : "") + text(function, node, code);
+        return all;
+    }
+
     Handle load(std::string_view xml, std::uint32_t keep_blanks = 1) {
         return keep(get("xmlDOMDocLoadXMLString", xml, keep_blanks));
+    }
+    template <typename Path>
+    Handle load_file(const Path& path, std::uint32_t keep_blanks = 1) {
+        return keep(get("xmlDOMDocLoadXMLFile", path, keep_blanks));
+    }
+    Handle load_html(std::string_view html, std::uint32_t keep_blanks = 1) {
+        return keep(get("xmlHTMLDocLoadString", html, keep_blanks));
     }
     Handle load_root(std::string_view xml) { return get("xmlDOMDocGetRootNode", load(xml)); }
     /// Frees the document, wherever it comes from, at the end of the test.

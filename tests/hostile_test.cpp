@@ -1,145 +1,113 @@
 // Input that no friend would give, through every function that takes a path or a text.
+#include <gmock/gmock.h>
 #include <libxml/globals.h>
-#include <libxml/parser.h>
-#include <libxslt/xsltutils.h>
 #include <sys/resource.h>
 
 #include <csignal>
-#include <functional>
 
-#include "tests/fixture.hpp"
+#include "tests/tree_fixture.hpp"
 
 namespace valtrosse::host {
 namespace {
 
-class Hostile : public LibraryTest {
-protected:
-    /// What became of a file or text: nothing, or a document or DTD (its text), which is freed.
-    std::string fate(const Outcome& loaded) {
-        EXPECT_EQ(loaded.status(), VT_OK);
-        if (loaded.no_value()) return "none";
-        const Handle handle = loaded.handle();
-        const std::string text = dumped(handle);
-        EXPECT_EQ(get("xmlDOMNodeFreeNode", handle), 0U);
-        return text;
-    }
-    std::string dumped(Handle node) {
-        const Outcome dump = call("xmlDOMNodeDumpNode", node, 0);
-        return dump.status() == VT_OK ? dump.utf8() : std::to_string(dump.status());
-    }
-    std::string xml_file(std::string_view path) {
-        return fate(call("xmlDOMDocLoadXMLFile", path, 1));
-    }
-    std::string html_file(std::string_view path) {
-        return fate(call("xmlHTMLDocLoadFile", path, 1));
-    }
-    std::string dtd_file(std::string_view path) {
-        return fate(call("xmlDOMDocLoadDoctype", "", path));
-    }
-    std::string xml_text(std::u16string_view text) {
-        return fate(call("xmlDOMDocLoadXMLString", text, 1));
-    }
-    std::string html_text(std::u16string_view text) {
-        return fate(call("xmlHTMLDocLoadString", text, 1));
-    }
-    /// Whether a transformation of this input, by this stylesheet, into this file wrote anything.
-    bool transforms(std::string_view input, std::string_view style, std::string_view output) {
-        return !gives_no_value("xmlXSLTransformFile", input, style, output);
-    }
+using testing::HasSubstr;
 
-    static std::string times(std::size_t count, std::string_view part) {
-        std::string text;
-        text.reserve(count * part.size());
-        while (count-- > 0) text += part;
-        return text;
-    }
-    /// Entities of ten references each to the one before.
-    static std::string laughs(const std::string& content) {
-        std::string dtd = "<!ENTITY e0 'ha'>";
-        for (int i = 1; i < 12; ++i)
-            dtd += "<!ENTITY e" + std::to_string(i) + " '" +
-                   times(10, "&e" + std::to_string(i - 1) + ";") + "'>";
-        return "<!DOCTYPE r [" + dtd + "]>" + content;
-    }
-};
-
-bool contains(const std::string& text, std::string_view part) {
-    return text.find(part) != std::string::npos;
+std::string times(std::size_t count, std::string_view part) {
+    std::string text;
+    text.reserve(count * part.size());
+    while (count-- > 0) text += part;
+    return text;
+}
+/// A document whose entities have ten references each to the one before.
+std::string laughs(const std::string& content) {
+    std::string dtd = "<!ENTITY e0 'ha'>";
+    for (int i = 1; i < 12; ++i)
+        dtd += "<!ENTITY e" + std::to_string(i) + " '" +
+               times(10, "&e" + std::to_string(i - 1) + ";") + "'>";
+    return "<!DOCTYPE r [" + dtd + "]>" + content;
 }
 
+class Hostile : public TreeTest {
+protected:
+    /// What becomes of a file or text: nothing, or a document or DTD (its text), which is freed.
+    template <typename... T>
+    std::string fate(std::string_view loader, const T&... args) {
+        const Outcome loaded = call(loader, args...);
+        EXPECT_EQ(loaded.status(), VT_OK);
+        if (loaded.no_value()) return "none";
+        const Outcome dump = call("xmlDOMNodeDumpNode", loaded.handle(), 0);
+        free_node(loaded.handle());
+        return dump.status() == VT_OK ? dump.utf8() : std::to_string(dump.status());
+    }
+    std::string xml_file(std::string_view path) { return fate("xmlDOMDocLoadXMLFile", path, 1); }
+    std::string html_file(std::string_view path) { return fate("xmlHTMLDocLoadFile", path, 1); }
+    std::string dtd_file(std::string_view path) { return fate("xmlDOMDocLoadDoctype", "", path); }
+    /// Whether a transformation of this input, by this stylesheet, into this file wrote anything.
+    bool transforms(std::string_view input, std::string_view by, std::string_view into) {
+        return !gives_no_value("xmlXSLTransformFile", input, by, into);
+    }
+
+    const TempFile style{"style.xsl", stylesheet("<xsl:output method='text'/>")},
+        good{"good.xml", "<a/>"}, output{"output"};
+};
+
 TEST_F(Hostile, files_of_every_loader) {
-    const TempFile identity("identity.xsl",
-                            "<xsl:stylesheet version='1.0' xmlns:xsl="
-                            "'http://www.w3.org/1999/XSL/Transform'/>");
-    const TempFile good("good.xml", "<a/>"), output("output");
     const char gzip[] = "\x1F\x8B\x08\x00\x00\x00\x00\x00\x00\x03\xB3\x49\xB4";
     const struct {
         const char* what;
         std::string bytes;
-        const char *html, *dtd;  // what the document or DTD has in it; no file of these is XML
+        const char *html = "", *dtd = "none";  // what the document or DTD has in it; none is XML
     } files[] = {
-        {"empty", "", "", "none"},
+        {"empty", ""},
         {"blank", " \n", "", "<!DOCTYPE"},
-        {"truncated tag", "<a><b", "", "none"},
-        {"truncated text", "<a>text", "text", "none"},
-        {"truncated DOCTYPE", "<!DOCTYPE a [<!ELEMENT a", "", "none"},
+        {"truncated tag", "<a><b"},
+        {"truncated text", "<a>text", "text"},
+        {"truncated DOCTYPE", "<!DOCTYPE a [<!ELEMENT a"},
         {"truncated gzip", std::string(gzip, sizeof gzip - 1), "", ""},
-        {"NUL in a tag", std::string("<a\0b/>", 6), "", "none"},
-        {"NUL in text", std::string("<a>x\0y</a>", 10), "x", "none"},
-        {"NULs", std::string(10000, '\0'), "", "none"},
-        {"claims UTF-8", "<?xml version='1.0' encoding='UTF-8'?><a>\xE9</a>", "\u00e9", "none"},
-        {"claims an unknown encoding", "<?xml version='1.0' encoding='no-such'?><a>x</a>", "x",
-         "none"},
-        {"half a character", "<a>\xE2\x82</a>", "", "none"},
-        {"half a surrogate", std::string("\xFF\xFE<\0a\0>\0\x00\xD8<\0/\0a\0>\0", 20), "", "none"},
-        {"a billion laughs", laughs("<r>&e11;</r>"), "", "none"},
-        {"a billion laughs in an attribute", laughs("<r a='&e11;'/>"), "", "none"},
-        {"an endless entity", "<!DOCTYPE r [<!ENTITY e '&e;'>]><r>&e;</r>", "", "none"},
-        {"an endless parameter entity", "<!DOCTYPE r [<!ENTITY % p '%p;'>%p;]><r/>", "", "none"}};
+        {"NUL in a tag", std::string("<a\0b/>", 6)},
+        {"NUL in text", std::string("<a>x\0y</a>", 10), "x"},
+        {"NULs", std::string(10000, '\0')},
+        {"claims UTF-8", "<?xml version='1.0' encoding='UTF-8'?><a>\xE9</a>", "\u00e9"},
+        {"claims what is unknown", "<?xml version='1.0' encoding='no-such'?><a>x</a>", "x"},
+        {"half a character", "<a>\xE2\x82</a>"},
+        {"half a surrogate", std::string("\xFF\xFE<\0a\0>\0\x00\xD8<\0/\0a\0>\0", 20)},
+        {"a billion laughs", laughs("<r>&e11;</r>")},
+        {"a billion laughs in an attribute", laughs("<r a='&e11;'/>")},
+        {"an endless entity", "<!DOCTYPE r [<!ENTITY e '&e;'>]><r>&e;</r>"},
+        {"an endless parameter entity", "<!DOCTYPE r [<!ENTITY % p '%p;'>%p;]><r/>"},
+    };
     for (const auto& [what, bytes, html, dtd] : files) {
         const TempFile file("hostile", bytes);
         EXPECT_EQ(xml_file(file.path()), "none") << what;
-        EXPECT_TRUE(contains(html_file(file.path()), html)) << what << html_file(file.path());
-        EXPECT_TRUE(contains(dtd_file(file.path()), dtd)) << what << dtd_file(file.path());
-        EXPECT_FALSE(transforms(file.path(), identity.path(), output.path())) << what;
+        EXPECT_THAT(html_file(file.path()), HasSubstr(html)) << what;
+        EXPECT_THAT(dtd_file(file.path()), HasSubstr(dtd)) << what;
+        EXPECT_FALSE(transforms(file.path(), style.path(), output.path())) << what;
         EXPECT_FALSE(transforms(good.path(), file.path(), output.path())) << what;
         EXPECT_FALSE(output.exists()) << what;
-        EXPECT_EQ(xml_file(good.path()).substr(0, 5), "<?xml") << "after " << what;
+        EXPECT_THAT(xml_file(good.path()), HasSubstr("<a/>")) << "after " << what;
     }
     // Parameter entities that grow, in a DTD.
     std::string bomb = "<!ENTITY % e0 '<!ELEMENT a ANY>'>";
     for (int i = 1; i < 30; ++i)
         bomb += "<!ENTITY % e" + std::to_string(i) + " '" +
                 times(2, "&#37;e" + std::to_string(i - 1) + ";") + "'>";
-    const TempFile growing("growing.dtd", bomb + "%e29;");
-    EXPECT_EQ(dtd_file(growing.path()), "none");
+    EXPECT_EQ(dtd_file(TempFile("growing.dtd", bomb + "%e29;").path()), "none");
 }
 
 TEST_F(Hostile, paths_of_every_function) {
-    const TempFile locked("locked.xml", "<a/>"), good("good.xml", "<a/>");
-    const TempFile style("identity.xsl",
-                         "<xsl:stylesheet version='1.0' xmlns:xsl="
-                         "'http://www.w3.org/1999/XSL/Transform'/>");
-    namespace fs = std::filesystem;
-    fs::permissions(locked.path(), fs::perms::none);
-    const Handle doc = load("<a/>"), html = keep(get("xmlHTMLDocLoadString", "<p>x", 1));
-    const std::string endless(5000, 'p'), folders = times(2500, "p/");
+    using Paths = std::vector<std::string>;
+    const std::string endless(5000, 'p'), folders = times(2500, "p/"), temp = testing::TempDir();
     for (const std::string& path :
-         {testing::TempDir(), std::string("/no/such/file"), endless, folders, "/" + endless,
-          std::string("%%%"), std::string("file:///no/such"), std::string("ftp"), std::string("\n"),
-          std::string("/dev/full/x"), std::string("")}) {
+         Paths{temp, "/no/such/file", endless, folders, "/" + endless, "%%%", "file:///no/such",
+               "ftp", "\n", "/dev/full/x", ""}) {
         EXPECT_EQ(xml_file(path), "none") << path;
         EXPECT_FALSE(transforms(path, style.path(), "/dev/null")) << path;
         EXPECT_FALSE(transforms(good.path(), path, "/dev/null")) << path;
         const Handle lost = load("<!DOCTYPE a SYSTEM '" + path + "'><a/>");
         EXPECT_EQ(call("xmlDOMDocValidateDTD", lost).status(), VT_OK) << path;
         // A folder is opened like a file, and then there is nothing in it.
-        const bool folder = path == testing::TempDir();
-        EXPECT_EQ(html_file(path) == "none", !folder) << path;
-        EXPECT_EQ(dtd_file(path) == "none", !folder) << path;
-    }
-    if (geteuid() != 0) {  // who may read everything
-        EXPECT_EQ(xml_file(locked.path()) + html_file(locked.path()), "nonenone");
+        EXPECT_EQ(html_file(path) == "none", path != temp) << path;
+        EXPECT_EQ(dtd_file(path) == "none", path != temp) << path;
     }
     for (const char* device : {"/dev/null", "/dev/zero", "/dev/full", "/dev/urandom"}) {
         EXPECT_EQ(xml_file(device), "none") << device;
@@ -148,21 +116,17 @@ TEST_F(Hostile, paths_of_every_function) {
     }
     // Targets that cannot be written, each by every function that writes.
     const std::string page(under_valgrind() ? 20000 : 1000000, 'x');
-    const TempFile input("input.xml", "<a>" + page + "</a>");
-    const TempFile folder("folder");
-    fs::create_directory(folder.path());
-    fs::create_symlink(folder.path() + "/loop", folder.path() + "/loop");
-    for (Handle long_text : {get("xmlDOMDocGetRootNode", doc), find(html, "//p")})
-        get("xmlDOMNodeAddChild", 0, long_text, get("xmlDOMDocCreateNode", doc, 3, page));
-    for (const std::string& path :
-         {std::string("/dev/full"), std::string("/no/such/folder/x"), folder.path(),
-          folder.path() + "/loop", "/" + endless, std::string("/proc/version"), std::string("")}) {
-        EXPECT_TRUE(gives_no_value("xmlDOMDocSaveXMLFile", doc, path)) << path;
+    const TempFile input("input.xml", "<a>" + page + "</a>"), folder("folder");
+    const std::string loop = folder.path() + "/loop";
+    std::filesystem::create_directory(folder.path());
+    std::filesystem::create_symlink(loop, loop);
+    const Handle doc = load_file(input.path()), html = load_html("<p>" + page);
+    for (const std::string& path : Paths{"/dev/full", "/no/such/folder/x", folder.path(), loop,
+                                         "/" + endless, "/proc/version", ""}) {
+        expect_no_value("xmlDOMDocSaveXMLFile", doc, path);
         for (const char* encoding : {"UTF-8", "UTF-16LE", "ISO-8859-1", "none"}) {
-            EXPECT_TRUE(gives_no_value("xmlDOMDocSaveXMLFormatFile", doc, path, encoding, 0))
-                << path;
-            EXPECT_TRUE(gives_no_value("xmlHTMLDocSaveFormatFile", html, path, encoding, 0))
-                << path;
+            expect_no_value("xmlDOMDocSaveXMLFormatFile", doc, path, encoding, 0);
+            expect_no_value("xmlHTMLDocSaveFormatFile", html, path, encoding, 0);
         }
         EXPECT_FALSE(transforms(input.path(), style.path(), path)) << path;
     }
@@ -173,16 +137,10 @@ TEST_F(Hostile, targets_that_fill_up_on_the_way) {
     const auto before = std::signal(SIGXFSZ, SIG_IGN);
     rlimit limit{};
     getrlimit(RLIMIT_FSIZE, &limit);
-    const TempFile style("identity.xsl",
-                         "<xsl:stylesheet version='1.0' xmlns:xsl="
-                         "'http://www.w3.org/1999/XSL/Transform'>"
-                         "<xsl:output method='text'/></xsl:stylesheet>");
-    const TempFile output("output");
     for (std::size_t size : {4097U, 8193U, 12289U, 20000U, 65537U}) {
         const std::string text(size, 'x');
         const TempFile input("input.xml", "<a>" + text + "</a>");
-        const Handle doc = load("<a>" + text + "</a>");
-        const Handle html = keep(get("xmlHTMLDocLoadString", "<p>" + text, 1));
+        const Handle doc = load_file(input.path()), html = load_html("<p>" + text);
         for (std::size_t room : {0U, 4096U, 8192U, 12288U, 16384U, 65536U}) {
             rlimit small = limit;
             small.rlim_cur = room;
@@ -206,41 +164,37 @@ TEST_F(Hostile, targets_that_fill_up_on_the_way) {
 
 TEST_F(Hostile, texts_of_every_loader) {
     const std::size_t scale = under_valgrind() ? 100 : 1;
+    const auto xml_text = [&](const auto& text) { return fate("xmlDOMDocLoadXMLString", text, 1); };
+    const auto html_text = [&](const auto& text) { return fate("xmlHTMLDocLoadString", text, 1); };
+    const std::string long_attribute = "<a b='" + std::string(100000000 / scale, 'x') + "'/>";
+    EXPECT_THAT(xml_text(long_attribute).substr(0, 100), HasSubstr(scale > 1 ? "xxx" : "none"));
     const struct {
         const char* what;
         std::string text;
-        const char *xml, *html;  // a part of the document; "none" without one
+        const char *xml = "none", *html = "";  // a part of the document; "none" without one
     } texts[] = {
-        {"an attribute over the limit", "<a b='" + std::string(100000000 / scale, 'x') + "'/>",
-         scale > 1 ? "xxx" : "none", "xxx"},
-        {"1 MB of tags", std::string(1000000 / scale, '<'), "none", ""},
-        {"ampersands", std::string(100000 / scale, '&'), "none", ""},
-        {"255 levels", times(255, "<a>") + times(255, "</a>"), "<a><a/></a>", ""},
-        {"300 levels", times(300, "<a>") + times(300, "</a>"), "none", ""},
+        {"1 MB of tags", std::string(1000000 / scale, '<')},
+        {"ampersands", std::string(100000 / scale, '&')},
+        {"255 levels", times(255, "<a>") + times(255, "</a>"), "<a><a/></a>"},
+        {"300 levels", times(300, "<a>") + times(300, "</a>")},
         {"100000 levels", times(100000 / scale, "<div>"), "none", "<div>"},
-        {"many attributes", "<a" + times(10000 / scale, " b='c'") + "/>", "none", ""},
-        {"a billion laughs", laughs("<r>&e11;</r>"), "none", ""},
-        {"references of no character", "<a>&#0;&#xD800;&#x110000;&#99999999999;</a>", "none", ""},
-        {"no characters", "\x01\x02<a>\x03</a>", "none", ""},
-        {"an end without a start", "</a></b>]]>-->", "none", ""},
-        {"comments in comments", times(10000 / scale, "<!--"), "none", ""},
-        {"a file of this machine", "<!DOCTYPE r [<!ENTITY e SYSTEM '/etc/passwd'>]><r>&e;</r>",
-         "<r>&e;</r>", ""}};
+        {"many attributes", "<a" + times(10000 / scale, " b='c'") + "/>"},
+        {"a billion laughs", laughs("<r>&e11;</r>")},
+        {"references of no character", "<a>&#0;&#xD800;&#x110000;&#99999999999;</a>"},
+        {"no characters", "\x01\x02<a>\x03</a>"},
+        {"an end without a start", "</a></b>]]>-->"},
+        {"comments in comments", times(10000 / scale, "<!--")},
+        {"a file", "<!DOCTYPE r [<!ENTITY e SYSTEM '/etc/passwd'>]><r>&e;</r>", "<r>&e;</r>"},
+    };
     for (const auto& [what, text, xml, html] : texts) {
-        const std::u16string units = to_units(text);
-        EXPECT_TRUE(contains(xml_text(units), xml)) << what;
-        if (units.size() > 20000000) continue;
-        const std::string page = html_text(units);
-        EXPECT_TRUE(contains(page, html)) << what;
-        EXPECT_FALSE(contains(page, "root:x")) << what;
+        EXPECT_NE(xml_text(text).find(xml), std::string::npos) << what;
+        const std::string page = html_text(text);
+        EXPECT_TRUE(page.find(html) != page.npos && page.find("root:x") == page.npos) << what;
     }
-    for (const std::u16string& text : {std::u16string(), std::u16string(1, u'\0')}) {
-        EXPECT_EQ(xml_text(text), "none");
-        EXPECT_EQ(html_text(text), "none");
-    }
+    for (const std::u16string& text : {std::u16string(), std::u16string(1, u'\0')})
+        EXPECT_EQ(xml_text(text) + html_text(text), "nonenone");
     // A surrogate alone, or two of them, are no character of XML.
-    for (std::u16string surrogates :
-         {std::u16string{0xD800}, std::u16string{0xDC00}, std::u16string{0xD83D, 0xDE00}}) {
+    for (const std::u16string surrogates : {u"\xD800", u"\xDC00", u"\xD83D\xDE00"}) {
         EXPECT_EQ(xml_text(u"<a>" + surrogates + u"</a>"), "none");
         EXPECT_EQ(xml_text(u"<a" + surrogates + u"/>"), "none");
         EXPECT_NE(html_text(u"<p " + surrogates + u"=\"" + surrogates + u"\">" + surrogates), "");
@@ -248,57 +202,45 @@ TEST_F(Hostile, texts_of_every_loader) {
     if (under_valgrind()) return;  // what follows takes minutes there
     // Once entities are substituted the limits hold as well.
     xmlSubstituteEntitiesDefault(1);
-    const std::string block(100000, 'x');
-    EXPECT_EQ(xml_text(to_units(laughs("<r>&e11;</r>"))), "none");
-    EXPECT_EQ(xml_text(to_units("<!DOCTYPE r [<!ENTITY e '" + block + "'>]><r>" +
-                                times(20000, "&e;") + "</r>")),
+    EXPECT_EQ(xml_text(laughs("<r>&e11;</r>")), "none");
+    EXPECT_EQ(xml_text("<!DOCTYPE r [<!ENTITY e '" + std::string(100000, 'x') + "'>]><r>" +
+                       times(20000, "&e;") + "</r>"),
               "none");
 }
 
 TEST_F(Hostile, texts_in_a_tree) {
     const Handle doc = load("<!DOCTYPE r [<!ATTLIST r k ID #IMPLIED>]><r k='x'/>");
-    const Handle root = get("xmlDOMDocGetRootNode", doc);
+    const Handle element = root(doc);
     for (const char* part : {"(", "a[", "-", "f("})
-        EXPECT_TRUE(gives_no_value("xmlDOMNodeSelectNodes", doc, times(100000, part))) << part;
+        expect_no_value("xmlDOMNodeSelectNodes", doc, times(100000, part));
     const std::u16string lone{u'a', 0xD800, u'b', 0xDFFF}, nul{u'a', 0, u'b'}, pair{0xD83D, 0xDE00};
     const std::u16string large(under_valgrind() ? 3000 : 300000, u'\u20ac');
     for (const std::u16string& text : {lone, nul, pair, large, std::u16string()}) {
         for (std::uint32_t type : {1U, 2U, 3U, 4U, 5U, 7U, 8U, 11U}) {
             const Handle node = get("xmlDOMDocCreateNode", doc, type, text);
             ASSERT_NE(node, 0U) << type;
-            if (type == 3) {
-                // What goes in comes out, surrogates too; a zero ends it or is kept.
-                const std::u16string kept = call("xmlDOMNodeGetValue", node).text();
-                EXPECT_TRUE(kept == text || (text == nul && kept == u"a")) << text.size();
-                EXPECT_EQ(get("xmlDOMNodeAddChild", 0, root, node), node);
-                for (std::string_view encoding : {"UTF-8", "UTF-16LE", "ISO-8859-1", "none"}) {
-                    const TempFile file("saved.xml");
-                    const bool written = !gives_no_value("xmlDOMDocSaveXMLFormatFile", doc,
-                                                         file.path(), encoding, 0);
-                    if (written && encoding != "UTF-16LE") {
-                        EXPECT_TRUE(contains(file.content(), "</r>")) << encoding;
-                    }
-                }
-                EXPECT_EQ(get("xmlDOMNodeUnlinkNode", node), node);
-            }
             const vt_status dump = call("xmlDOMNodeDumpNode", node, 1).status();
             EXPECT_TRUE(dump == VT_OK || dump == VT_MALFORMED || dump == VT_TOO_LARGE) << dump;
-            EXPECT_EQ(get("xmlDOMNodeFreeNode", node), 0U);
+            if (type == XML_TEXT_NODE) {
+                // What goes in comes out, surrogates too; a zero ends it.
+                EXPECT_EQ(call("xmlDOMNodeGetValue", node).text(), text == nul ? u"a" : text);
+                append(element, node);
+                for (std::string_view encoding : {"UTF-8", "ISO-8859-1", "none"}) {
+                    const TempFile file("saved.xml");
+                    if (gives_no_value("xmlDOMDocSaveXMLFormatFile", doc, file.path(), encoding, 0))
+                        continue;
+                    EXPECT_THAT(file.content(), testing::EndsWith("</r>\n")) << encoding;
+                }
+                unlink(node);
+            }
+            free_node(node);
         }
-        for (std::string_view function : {"xmlDOMElementGetAttribute",
-                                          "xmlDOMElementGetAttributeNode", "xmlDOMNodeSelectNodes"})
-            EXPECT_EQ(call(function, root, text).status(), VT_OK) << function;
+        for (const char* function :
+             {"xmlDOMElementGetAttribute", "xmlDOMNodeSelectNodes", "xmlDOMDocSetLastMsg"})
+            EXPECT_EQ(call(function, element, text).status(), VT_OK) << function;
         EXPECT_EQ(get("xmlDOMDocGetElementById", doc, text), 0U);
-        for (std::string_view function : {"xmlDOMUtilIsLevel1Name", "xmlDOMUtilIsValidXMLName"})
-            EXPECT_EQ(call(function, text).status(), VT_OK) << function;
-        EXPECT_EQ(call("xmlDOMDocSetLastMsg", doc, text).status(), VT_OK);
-        EXPECT_EQ(call("xmlDOMDocGetLastMsg", doc).status(), VT_OK);
-        for (std::uint32_t property : {0U, 1U, 3U}) {
-            EXPECT_EQ(get("xmlDOMDocSetProperty", doc, property, text), 0U);
-            EXPECT_FALSE(call("xmlDOMDocGetProperty", doc, property).no_value());
-        }
         EXPECT_EQ(call("xmlDOMDocValidateDTD", doc).status(), VT_OK);
-        EXPECT_EQ(dump(root), "<r k=\"x\"/>");
+        EXPECT_EQ(dump(element), "<r k=\"x\"/>");
     }
 }
 

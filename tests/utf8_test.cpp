@@ -1,6 +1,5 @@
 // Host text to UTF-8 and 8-bit text, and back.
 #include <array>
-#include <memory>
 #include <random>
 
 #include "tests/fixture.hpp"
@@ -8,27 +7,23 @@
 namespace valtrosse::host {
 namespace {
 
-/// The UTF-8 of units, one sequence each, computed digit by digit.
-std::vector<Blob> sequences(std::u16string_view text) {
-    std::vector<Blob> all;
-    const auto byte = [](unsigned value) { return static_cast<std::uint8_t>(value); };
-    for (const unsigned unit : text) {
-        if (unit < 128)
-            all.push_back({byte(unit)});
-        else if (unit < 2048)
-            all.push_back({byte(192 + unit / 64), byte(128 + unit % 64)});
-        else
-            all.push_back(
-                {byte(224 + unit / 4096), byte(128 + unit / 64 % 64), byte(128 + unit % 64)});
-    }
-    return all;
-}
-
+/// The UTF-8 of each unit, computed digit by digit.
 Blob utf8_of(std::u16string_view text) {
     Blob bytes;
-    for (const Blob& sequence : sequences(text))
-        bytes.insert(bytes.end(), sequence.begin(), sequence.end());
+    const auto add = [&](unsigned value) { bytes.push_back(static_cast<std::uint8_t>(value)); };
+    for (const unsigned unit : text) {
+        if (unit < 128) add(unit);
+        if (unit >= 128 && unit < 2048) add(192 + unit / 64);
+        if (unit >= 2048) add(224 + unit / 4096);
+        if (unit >= 2048) add(128 + unit / 64 % 64);
+        if (unit >= 128) add(128 + unit % 64);
+    }
     return bytes;
+}
+
+template <typename Content>
+std::uint32_t count_of(const Content& content) {
+    return static_cast<std::uint32_t>(content.size());
 }
 
 class Utf8 : public LibraryTest {
@@ -36,64 +31,50 @@ protected:
     using Result = std::pair<vt_status, std::uint32_t>;  // status and count
     static constexpr std::uint32_t untouched = 0xABCDABCD;
 
-    // Input and output lie in blocks of exactly their size, so that valgrind sees a step beyond; the
-    // input starts `shift` bytes or units off the alignment.
-
     /// Encodes and compares all that is written with what must be.
-    void expect_encoded(std::u16string_view text, std::uint32_t capacity, std::size_t shift = 0) {
-        const auto in = std::make_unique<char16_t[]>(shift + text.size());
-        std::copy(text.begin(), text.end(), in.get() + shift);
-        const auto out = std::make_unique<std::uint8_t[]>(capacity);
+    void expect_encoded(std::u16string_view text, std::uint32_t capacity, std::size_t shift) {
+        const Blob utf8 = utf8_of(text);
+        std::size_t cut = std::min<std::size_t>(capacity, utf8.size());
+        while (cut < utf8.size() && utf8[cut] >> 6 == 2) --cut;  // whole sequences only
         Blob wanted(capacity, 0xEE);
-        std::copy(wanted.begin(), wanted.end(), out.get());
-        std::uint32_t length = 0;
-        bool fits = true;
-        auto all = sequences(text);
-        all.push_back({0});
-        for (const Blob& sequence : all) {  // the first that does not fit is the last
-            fits = fits && length + sequence.size() <= capacity;
-            if (fits) std::copy(sequence.begin(), sequence.end(), &wanted[length]);
-            length += static_cast<std::uint32_t>(sequence.size());
-        }
+        const Exact<char16_t> in(text, shift);
+        const Exact<std::uint8_t> out(wanted);
+        std::copy_n(utf8.begin(), cut, wanted.begin());
+        if (utf8.size() < capacity) wanted[utf8.size()] = 0;
         Result got{0, untouched};
-        got.first = to_utf8(in.get() + shift, static_cast<std::uint32_t>(text.size()), out.get(),
-                            capacity, &got.second);
-        ASSERT_EQ(got, Result(fits ? 0 : 28, length - 1)) << text.size() << " " << capacity;
-        ASSERT_TRUE(std::equal(wanted.begin(), wanted.end(), out.get()))
-            << length << " " << capacity;
+        got.first = to_utf8(in.data, count_of(text), out.data, capacity, &got.second);
+        const vt_status status = utf8.size() < capacity ? 0 : 28;
+        ASSERT_EQ(got, Result(status, utf8.size())) << text.size() << " " << capacity;
+        ASSERT_EQ(wanted, Blob(out.data, out.data + capacity)) << text.size() << " " << capacity;
     }
-    /// Decodes into out, which has room for as many units as it is long; into null for a null out.
-    Result decode(const Blob& utf8, std::u16string* out, std::size_t shift = 0) {
-        const auto in = std::make_unique<std::uint8_t[]>(shift + utf8.size());
-        std::copy(utf8.begin(), utf8.end(), in.get() + shift);
-        const auto units = std::make_unique<char16_t[]>(out ? out->size() : 0);
+    /// Decodes into out, which has room for as many units as it is long.
+    Result decode(const Blob& utf8, std::u16string& out, std::size_t shift = 0) {
+        const Exact<std::uint8_t> in(utf8, shift);
+        const Exact<char16_t> units(out);
         Result got{0, untouched};
-        got.first = from_utf8(in.get() + shift, static_cast<std::uint32_t>(utf8.size()),
-                              out ? units.get() : nullptr,
-                              out ? static_cast<std::uint32_t>(out->size()) : 0, &got.second);
-        if (out) std::copy_n(units.get(), out->size(), out->begin());
+        got.first = from_utf8(in.data, count_of(utf8), units.data, count_of(out), &got.second);
+        std::copy_n(units.data, out.size(), out.begin());
         return got;
     }
 
     using Word = std::uint32_t;
     template <typename In, typename Out, typename... Rest>
-    using Into = vt_status (*)(const In*, Word, Out, Word, Rest...);
+    using Into = vt_status(const In*, Word, Out*, Word, Rest...);
     template <typename In, typename Out, typename... Rest>
-    using New = vt_status (*)(vt_host_runtime*, const In*, Word, Out**, Word, Rest...);
+    using New = vt_status(vt_host_runtime*, const In*, Word, Out**, Word, Rest...);
     template <typename F>
-    F function(const char* name) {
-        return host.symbol_as<F>((std::string("TOVIKUTF8_") + name).c_str());
+    F* function(const char* name) {
+        return host.symbol_as<F*>((std::string("TOVIKUTF8_") + name).c_str());
     }
-
-    Into<char16_t, std::uint8_t*, Word*> to_utf8 = function<decltype(to_utf8)>("ToUTF8");
-    Into<std::uint8_t, char16_t*, Word*> from_utf8 = function<decltype(from_utf8)>("FromUTF8");
-    New<char16_t, std::uint8_t, Word*> to_utf8_new =
-        function<decltype(to_utf8_new)>("TOVIKToUTF8_New");
-    New<std::uint8_t, char16_t, Word*> from_utf8_new =
-        function<decltype(from_utf8_new)>("UTF8ToTOVIK_New");
-    New<char16_t, std::uint8_t> to_char_new = function<decltype(to_char_new)>("TOVIKToChar_New");
-    New<std::uint8_t, char16_t> from_char_new =
-        function<decltype(from_char_new)>("CharToTOVIK_New");
+    using Units = char16_t;
+    using Bytes = std::uint8_t;
+    Into<Units, Bytes, Word*>& to_utf8 = *function<Into<Units, Bytes, Word*>>("ToUTF8");
+    Into<Bytes, Units, Word*>& from_utf8 = *function<Into<Bytes, Units, Word*>>("FromUTF8");
+    New<Units, Bytes, Word*>& to_utf8_new = *function<New<Units, Bytes, Word*>>("TOVIKToUTF8_New");
+    New<Bytes, Units, Word*>& from_utf8_new =
+        *function<New<Bytes, Units, Word*>>("UTF8ToTOVIK_New");
+    New<Units, Bytes>& to_char_new = *function<New<Units, Bytes>>("TOVIKToChar_New");
+    New<Bytes, Units>& from_char_new = *function<New<Bytes, Units>>("CharToTOVIK_New");
 };
 
 TEST_F(Utf8, every_unit_crosses_and_comes_back) {
@@ -139,95 +120,78 @@ TEST_F(Utf8, random_text_in_every_capacity) {
         const Blob utf8 = utf8_of(text);
         for (std::uint32_t capacity = 0; capacity < utf8.size() + 3; ++capacity)
             ASSERT_NO_FATAL_FAILURE(expect_encoded(text, capacity, capacity % 9));
-        const auto count = static_cast<std::uint32_t>(text.size());
-        for (std::uint32_t capacity = 0; capacity < count + 2; ++capacity) {
+        for (std::uint32_t capacity = 0; capacity < text.size() + 2; ++capacity) {
             std::u16string out(capacity, u'\0'), wanted = text;
             wanted.resize(capacity);
-            ASSERT_EQ(decode(utf8, &out, capacity % 17), Result(capacity < count ? 28 : 0, count));
+            const vt_status status = capacity < text.size() ? 28 : 0;
+            ASSERT_EQ(decode(utf8, out, capacity % 17), Result(status, count_of(text)));
             ASSERT_EQ(out, wanted);
         }
     }
 }
 
 TEST_F(Utf8, faults_of_the_input_in_order) {
-    const struct {
-        Blob utf8;
-        vt_status status;
-        std::u16string units;
-    } cases[] = {
-        {{0xC0, 0x80}, 0, {0}},  // over-long forms
-        {{0xE0, 0x80, 0xAF}, 0, u"/"},
-        {{0xF0, 0x8F, 0xBF, 0xBF}, 0, {0xFFFF}},
-        {{0xF8, 0x80, 0x8F, 0xBF, 0xBF}, 0, {0xFFFF}},
-        {{0xFC, 0x80, 0x80, 0x82, 0x82, 0xAC}, 0, u"\u20ac"},
-        {{0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80}, 0, {0xD83D, 0xDE00}},  // surrogates stay apart
-        {{0x80}, 33, {}},
-        {{0xBF, 'a'}, 33, {}},
-        {{0xFF}, 33, {}},
-        {{0xC3}, 33, {}},
-        {{0xFE, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80}, 33, {}},
-        {{0xC3, 0x28}, 33, {}},
-        {{0xC3, 0xC3}, 33, {}},
-        {{0xE2, 0x82}, 33, {}},
-        {{0xE2, 0x82, 'a'}, 33, {}},
-        {{0xFC, 0x80, 0x80, 0x82, 0x82}, 33, {}},
-        {{0xF0, 0x9F, 0x98, 0x80}, 62, {}},
-        {{0xF0, 0x90, 0x80, 0x80}, 62, {}},
-        {{0xF8, 0x80, 0x90, 0x80, 0x80}, 62, {}},
-        {{0xFC, 0x80, 0x80, 0x90, 0x80, 0x80}, 62, {}},
-        {{0xFD, 0xBF, 0xBF, 0xBF, 0xBF, 0xBF}, 62, {}},
-        {{0xF0, 0x9F, 0x98}, 33, {}},
-        {{0xF0, 0x9F, 0x98, 'a'}, 33, {}},        // before it is too large
-        {{0xFD, 0xBF, 0xBF, 0xBF, 'a'}, 62, {}},  // and after that
-        {{0x80, 0xF0, 0x9F, 0x98, 0x80}, 33, {}}};
-    for (const auto& c : cases)
-        for (std::size_t before : {0U, 3U, 16U, 31U}) {
-            Blob utf8(before, 'a');
-            utf8.insert(utf8.end(), c.utf8.begin(), c.utf8.end());
-            const std::string shown = testing::PrintToString(utf8);
-            const std::u16string units = std::u16string(before, u'a') + c.units;
-            const auto count = c.status ? untouched : static_cast<std::uint32_t>(units.size());
-            std::u16string room(40, u'\0'), no_room;
-            EXPECT_EQ(decode(utf8, &room), Result(c.status, count)) << shown;
-            EXPECT_EQ(room.substr(0, units.size()), units) << shown;
-            // A fault behind the room counts as well.
-            EXPECT_EQ(decode(utf8, &no_room), Result(c.status ? c.status : 28, count)) << shown;
-            EXPECT_EQ(decode(utf8, nullptr), Result(c.status ? c.status : 28, count)) << shown;
-            const Outcome outcome = call("xmlUTF8Decode", utf8);
-            EXPECT_EQ(outcome.status(), c.status == 62 ? 62U : 0U) << shown;
-            EXPECT_TRUE(outcome.no_value() == (c.status != 0)) << shown;
-        }
+    // What is above U+FFFF is found before a missing byte, or after it.
+    const std::pair<vt_status, std::vector<std::string>> faults[] = {
+        {33,
+         {"\x80", "\xBF", "\xFF", "\xC3", "\xFE\x80\x80\x80\x80\x80\x80", "\xC3(", "\xC3\xC3",
+          "\xE2\x82", "\xE2\x82z", "\xFC\x80\x80\x82\x82", "\xF0\x9F\x98", "\xF0\x9F\x98z",
+          "\x80\xF0\x9F\x98\x80"}},
+        {62,
+         {"\xF0\x9F\x98\x80", "\xF0\x90\x80\x80", "\xF8\x80\x90\x80\x80",
+          "\xFC\x80\x80\x90\x80\x80", "\xFD\xBF\xBF\xBF\xBF\xBF", "\xFD\xBF\xBF\xBFz"}}};
+    for (const auto& [status, inputs] : faults)
+        for (const std::string& input : inputs)
+            for (std::size_t before : {0U, 3U, 16U, 31U}) {
+                const std::string bytes = std::string(before, 'a') + input;
+                const Blob utf8(bytes.begin(), bytes.end());
+                std::u16string room(40, u'\0'), no_room;
+                EXPECT_EQ(decode(utf8, room), Result(status, untouched)) << bytes;
+                EXPECT_EQ(room.substr(0, before), std::u16string(before, u'a')) << bytes;
+                // A fault behind the room counts as well.
+                EXPECT_EQ(decode(utf8, no_room), Result(status, untouched)) << bytes;
+                EXPECT_EQ(from_utf8(utf8.data(), count_of(utf8), nullptr, 0, nullptr), status)
+                    << bytes;
+                const Outcome outcome = call("xmlUTF8Decode", utf8);
+                EXPECT_EQ(outcome.status(), status == 62 ? 62U : 0U) << bytes;
+                EXPECT_TRUE(outcome.no_value()) << bytes;
+            }
+    // Over-long forms are read, and surrogates stay apart.
+    const Blob odd = {0xC0, 0x80, 0xE0, 0x80, 0xAF, 0xF0, 0x8F, 0xBF, 0xBF, 0xF8, 0x80, 0x8F, 0xBF,
+                      0xBF, 0xFC, 0x80, 0x80, 0x82, 0x82, 0xAC, 0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80};
+    EXPECT_EQ(call("xmlUTF8Decode", odd).text(),
+              (std::u16string{0, u'/', 0xFFFF, 0xFFFF, 0x20AC, 0xD83D, 0xDE00}));
 }
 
 TEST_F(Utf8, new_variants_move_to_the_heap_only_when_needed) {
     vt_host_runtime* const runtime = host.runtime();
     const std::u16string text = u"ab\u00e9\u0141z", low_units = {u'a', u'b', 0xE9, 0x41, u'z'};
-    const Blob utf8 = utf8_of(text), low = {'a', 'b', 0xE9, 0x41, 'z', 0};
-    Blob terminated = utf8;
-    terminated.push_back(0);
+    const Blob utf8 = utf8_of(text + u'\0'), low = {'a', 'b', 0xE9, 0x41, 'z', 0};
     std::uint8_t frame[10];
     char16_t frame_units[10];
-    for (std::uint32_t capacity = 0; capacity < 10; ++capacity) {
-        const auto check = [&](auto* buffer, auto* local, std::uint32_t need, const auto& content) {
+    const auto check = [&](auto* local, std::uint32_t need, const auto& wanted, auto convert) {
+        for (std::uint32_t capacity = 0; capacity < 10; ++capacity) {
+            auto* buffer = local;
+            local[need - 1] = '-';
+            EXPECT_EQ(convert(&buffer, capacity), VT_OK);
             EXPECT_EQ(buffer != local, capacity < need) << capacity;
-            EXPECT_TRUE(std::equal(content.begin(), content.end(), buffer)) << capacity;
+            EXPECT_TRUE(std::equal(wanted.begin(), wanted.end(), buffer)) << capacity;
             if (buffer != local) host.symbol_as<void (*)(void*)>("Mem_Free")(buffer);
-        };
-        std::uint32_t length = 0, count = 0;
-        std::uint8_t *bytes = frame, *low_bytes = frame;
-        EXPECT_EQ(to_utf8_new(runtime, text.data(), 5, &bytes, capacity, &length), 0U);
-        check(bytes, frame, 8, terminated);
-        EXPECT_EQ(to_char_new(runtime, text.data(), 5, &low_bytes, capacity), 0U);
-        check(low_bytes, frame, 6, low);
-        char16_t *units = frame_units, *wide = frame_units;
-        EXPECT_EQ(from_utf8_new(runtime, utf8.data(), 7, &units, capacity, &count), 0U);
-        check(units, frame_units, 5, text);
-        frame_units[5] = u'-';  // the place of the terminator
-        EXPECT_EQ(from_char_new(runtime, low.data(), 6, &wide, capacity), 0U);
-        check(wide, frame_units, 6, low_units);
-        EXPECT_EQ(frame_units[5], u'-');
-        EXPECT_TRUE(length == 7 && count == 5);
-    }
+        }
+    };
+    std::uint32_t length = 0, count = untouched;
+    check(frame, 8, utf8, [&](auto** out, auto room) {
+        return to_utf8_new(runtime, text.data(), 5, out, room, &length);
+    });
+    check(frame, 6, low,
+          [&](auto** out, auto room) { return to_char_new(runtime, text.data(), 5, out, room); });
+    check(frame_units, 5, text, [&](auto** out, auto room) {
+        return from_utf8_new(runtime, utf8.data(), 7, out, room, &count);
+    });
+    EXPECT_TRUE(length == 7 && count == 5);
+    check(frame_units, 6, low_units,
+          [&](auto** out, auto room) { return from_char_new(runtime, low.data(), 6, out, room); });
+    EXPECT_EQ(frame_units[5], u'-');  // the place of the terminator is left as it was
     std::uint8_t* bytes = frame;
     char16_t* units = frame_units;
     frame_units[0] = u'-';
@@ -236,19 +200,18 @@ TEST_F(Utf8, new_variants_move_to_the_heap_only_when_needed) {
     EXPECT_EQ(frame_units[0], u'-');
 
     // Without memory the caller's pointer stays his own.
-    host.faults().fail_allocation = 1;
-    EXPECT_EQ(to_utf8_new(runtime, text.data(), 5, &bytes, 1, nullptr), 1U);
-    host.faults().fail_allocation = 1;
-    EXPECT_EQ(from_utf8_new(runtime, utf8.data(), 7, &units, 1, nullptr), 1U);
-    host.faults().fail_allocation = 1;
-    EXPECT_EQ(to_char_new(runtime, text.data(), 5, &bytes, 1), 1U);
-    host.faults().fail_allocation = 1;
-    EXPECT_EQ(from_char_new(runtime, low.data(), 6, &units, 1), 1U);
-    EXPECT_TRUE(bytes == frame && units == frame_units);
-    EXPECT_EQ(from_utf8_new(runtime, low.data(), 6, &units, 1, nullptr), 33U);
+    const auto fails = [&](auto convert, vt_status status) {
+        host.faults().fail_allocation = 1;
+        EXPECT_EQ(convert(), status);
+        EXPECT_TRUE(bytes == frame && units == frame_units);
+    };
+    fails([&] { return to_utf8_new(runtime, text.data(), 5, &bytes, 1, nullptr); }, 1);
+    fails([&] { return from_utf8_new(runtime, utf8.data(), 7, &units, 1, nullptr); }, 1);
+    fails([&] { return to_char_new(runtime, text.data(), 5, &bytes, 1); }, 1);
+    fails([&] { return from_char_new(runtime, low.data(), 6, &units, 1); }, 1);
+    fails([&] { return from_utf8_new(runtime, low.data(), 6, &units, 1, nullptr); }, 33);
 
     // Nulls: a text, an output, a length, the pointer to the buffer.
-    std::uint32_t count = untouched;
     EXPECT_TRUE(to_utf8(nullptr, 5, frame, 1, &count) == 0 && count == 0 && frame[0] == 0);
     EXPECT_EQ(to_utf8(nullptr, 5, frame, 0, nullptr), 28U);
     EXPECT_TRUE(to_utf8(text.data(), 5, nullptr, 0, &count) == 0 && count == 7);

@@ -119,10 +119,10 @@ TEST_F(Lifetime, id_follows_the_attributes) {
     add(1, next(first_child(r)), m);
     get("xmlDOMNodeSetValue", first_child(i), "new");
     expect("moved back, with another text", "m m ", "n ");
-    EXPECT_EQ(by_id(a, "one new"), "m ");
+    EXPECT_EQ(by_id(a, "new"), "m ");
     append(i, create(a, XML_TEXT_NODE, "2"));
     append(i, create(a, XML_ENTITY_REF_NODE, "e"));
-    EXPECT_EQ(by_id(a, "new new2 new29"), "m ");
+    EXPECT_EQ(by_id(a, "new29"), "m ");
     const Handle text = create(a, XML_TEXT_NODE, "new");
     free_node(get("xmlDOMNodeReplaceNode", first_child(i), text));
     free_node(unlink(next(text)));

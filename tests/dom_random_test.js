@@ -9,16 +9,15 @@ var state;
 
 /** A number from 0 up to, not including, `below`. */
 function random(below) {
-    state = (state * 1103515245 + 12345) % 2147483648;
-    return Math.floor(state / 65536) % below;
+    return Math.floor((state = (state * 1103515245 + 12345) % 2147483648) / 65536) % below;
 }
 function pick(list) { return list[random(list.length)]; }
 
 // ---- The plain tree: {type, name, prefix, uri, data, attributes, children, parent, object} ------
 
-function plain(type, fields, object) {
+function plain(type, object, fields) {
     var node = { type: type, children: [], parent: null, object: object, attributes: {} };
-    Object.keys(fields).forEach(function (name) { node[name] = fields[name]; });
+    for (var name in fields) node[name] = fields[name];
     return node;
 }
 function detach(node) {
@@ -36,33 +35,31 @@ var uris = [null, 'urn:a', 'urn:b'];
 var prefixes = [null, 'p', 'q'];
 
 function create(doc) {
-    var kind = random(6);
-    if (kind < 3) {
-        var uri = pick(uris), prefix = uri ? pick(prefixes) : null;
-        var name = (prefix ? prefix + ':' : '') + pick(['x', 'y']);
-        return plain(1, { name: name, uri: uri }, doc.createElementNS(uri, name));
-    }
-    var text = kind === 3 ? pick(texts) : pick(safeTexts);
-    if (kind === 3) return plain(3, { data: text }, doc.createTextNode(text));
-    if (kind === 4) return plain(8, { data: text }, doc.createComment(text));
-    return plain(4, { data: text }, doc.createCDATASection(text));
+    var kind = random(6), text = kind === 3 ? pick(texts) : pick(safeTexts);
+    if (kind === 3) return plain(3, doc.createTextNode(text), { data: text });
+    if (kind === 4) return plain(8, doc.createComment(text), { data: text });
+    if (kind === 5) return plain(4, doc.createCDATASection(text), { data: text });
+    var uri = pick(uris), prefix = uri ? pick(prefixes) : null;
+    var name = (prefix ? prefix + ':' : '') + pick(['x', 'y']);
+    return plain(1, doc.createElementNS(uri, name), { name: name, uri: uri });
 }
 
+/** Links the child in both trees, as the last one where `before` is null. */
 function insert(parent, child, before) {
     parent.object.insertBefore(child.object, before ? before.object : null);
     if (before === child) before = parent.children[parent.children.indexOf(child) + 1] || null;
     detach(child);
-    parent.children.splice(before ? parent.children.indexOf(before) : parent.children.length, 0,
-                           child);
+    link(parent, child, before ? parent.children.indexOf(before) : parent.children.length);
+}
+function link(parent, child, place) {
+    parent.children.splice(place, 0, child);
     child.parent = parent;
 }
 
 function change(doc, nodes) {
     var elements = nodes.filter(function (node) { return node.type === 1; });
     var node = pick(nodes), parent = pick(elements), child;
-    switch (random(8)) {
-        case 0:
-        case 1:
+    switch (Math.max(random(8), 2)) {
         case 2:
             nodes.push(child = create(doc));
             insert(parent, child, pick(parent.children.concat(null)));
@@ -79,35 +76,28 @@ function change(doc, nodes) {
         case 5:
             if (node.type !== 3 || !node.parent) break;
             var cut = node.data.charCodeAt(0) >= 0xD800 ? 0 : Math.min(1, node.data.length);
-            nodes.push(child =
-                           plain(3, { data: node.data.slice(cut) }, node.object.splitText(cut)));
+            child = plain(3, node.object.splitText(cut), { data: node.data.slice(cut) });
+            nodes.push(child);
             node.data = node.data.slice(0, cut);
-            child.parent = node.parent;
-            node.parent.children.splice(node.parent.children.indexOf(node) + 1, 0, child);
+            link(node.parent, child, node.parent.children.indexOf(node) + 1);
             break;
         case 6:
-            if (node.type === 1) {
-                var uri = pick(uris),
-                    name = (uri ? pick([ 'p', 'q' ]) + ':' : '') + pick([ 'm', 'n' ]),
-                    value = pick(texts);
-                node.object.setAttributeNS(uri, name, value);
-                node.attributes[(uri || '') + ' ' + name.replace(/.*:/, '')] = value;
-            } else {
+            if (node.type !== 1) {
                 node.object.data = node.data = pick(node.type === 3 ? texts : safeTexts);
+                break;
             }
+            var uri = pick(uris), value = pick(texts);
+            var name = (uri ? pick(['p', 'q']) + ':' : '') + pick(['m', 'n']);
+            node.object.setAttributeNS(uri, name, value);
+            node.attributes[(uri || '') + ' ' + name.replace(/.*:/, '')] = value;
             break;
         case 7:
             if (!node.parent || node === nodes[0]) break;
-            var copy = node.object.cloneNode(false);
-            nodes.push(child = plain(node.type, node, copy));
-            child.children = [];
-            child.parent = null;
-            child.attributes = {};
-            Object.keys(node.attributes)
-                .forEach(function (key) { child.attributes[key] = node.attributes[key]; });
-            child.object = copy;
+            child = plain(node.type, node.object.cloneNode(false),
+                          { name: node.name, uri: node.uri, data: node.data });
+            for (var key in node.attributes) child.attributes[key] = node.attributes[key];
+            nodes.push(child);
             insert(parent, child, null);
-            break;
     }
 }
 
@@ -123,16 +113,14 @@ function attributesOf(element) {
     return found;
 }
 function sorted(object) {
-    return JSON.stringify(Object.keys(object).sort().map(function (key) {
-        return [ key, object[key] ];
-    }));
+    var keys = Object.keys(object).sort();
+    return JSON.stringify(keys.map(function (key) { return [key, object[key]]; }));
 }
 
-function fail(what, expected, found) {
-    throw new Error(what + ': ' + JSON.stringify(expected) + ' expected, not ' +
-                    JSON.stringify(found));
+function same(what, expected, found) {
+    if (expected !== found)
+        throw new Error(what + ': ' + String(expected) + ' expected, not ' + String(found));
 }
-function same(what, expected, found) { if (expected !== found) fail(what, expected, found); }
 
 function compare(node) {
     var object = node.object;
@@ -143,53 +131,46 @@ function compare(node) {
     same('namespace', node.uri, object.namespaceURI);
     same('attributes', sorted(node.attributes), sorted(attributesOf(object)));
     same('children', node.children.length, object.childNodes.length);
-    for (var i = 0, child = object.firstChild; i < node.children.length;
-         i++, child = child.nextSibling) {
-        if (node.children[i].object !== child)
-            fail('child ' + i, String(node.children[i].object), String(child));
-        if (object.childNodes[i] !== child)
-            fail('item ' + i, 'the same object', String(object.childNodes[i]));
+    for (var i = 0, child = object.firstChild; child; i++, child = child.nextSibling) {
+        same('child ' + i, node.children[i].object, child);
+        same('item ' + i, child, object.childNodes[i]);
         compare(node.children[i]);
     }
+    same('last child', node.children.length, i);
 }
 
-/** What a file keeps: texts that are neighbours are one, CDATA sections are cut at their end
-    marks. */
-function shape(uri, local, attributes, children) {
-    return '{' + (uri || '') + '}' + local + sorted(attributes) + '(' +
-           children.join('').replace(/\|\|/g, '') + ')';
-}
-function plainShape(node) {
+/** What a file keeps of a plain tree: texts that are neighbours are one, CDATA sections are cut at
+    their end marks. */
+function shape(node) {
     if (node.type === 3 || node.type === 4) return node.data && '|' + node.data + '|';
     if (node.type === 8) return '<!' + node.data + '>';
-    return shape(node.uri, node.name.replace(/.*:/, ''), node.attributes,
-                 node.children.map(plainShape));
+    return '{' + (node.uri || '') + '}' + node.name.replace(/.*:/, '') + sorted(node.attributes) +
+           '(' + node.children.map(shape).join('').replace(/\|\|/g, '') + ')';
 }
-function objectShape(node) {
-    if (node.nodeType === 3 || node.nodeType === 4) return node.data && '|' + node.data + '|';
-    if (node.nodeType === 8) return '<!' + node.data + '>';
-    return shape(node.namespaceURI, node.localName, attributesOf(node),
-                 node.childNodes.map(objectShape));
+/** The plain tree of an object. */
+function read(object) {
+    var node = plain(object.nodeType, object,
+                     { name: object.nodeName, uri: object.namespaceURI, data: object.data });
+    if (node.type === 1) node.attributes = attributesOf(object);
+    if (node.type === 1) node.children = object.childNodes.map(read);
+    return node;
 }
 
 for (var seed = firstSeed; seed < firstSeed + rounds; seed++) {
     state = seed;
     var doc = dom.parseString('<r xmlns:p="urn:a"><k xmlns="urn:b"/></r>');
-    var root = plain(1, { name: 'r', uri: null }, doc.documentElement);
-    var k = plain(1, { name: 'k', uri: 'urn:b' }, root.object.firstChild);
-    root.children.push(k);
-    k.parent = root;
-    var nodes = [root, k];
+    var root = read(doc.documentElement);
+    root.children[0].parent = root;
+    var nodes = [root, root.children[0]];
     try {
-        for (var step = 0; step < 60; step++) {
-            change(doc, nodes);
+        for (var step = 0;; step++) {
             if (step % 6 === 0) nodes.forEach(function (node) { if (!node.parent) compare(node); });
+            if (step === 60) break;
+            change(doc, nodes);
         }
-        nodes.forEach(function (node) { if (!node.parent) compare(node); });
-        same('text', plainShape(root),
-             objectShape(dom.parseString(doc.toString()).documentElement));
+        same('text', shape(root), shape(read(dom.parseString(doc.toString()).documentElement)));
         doc.save(file);
-        same('file', plainShape(root), objectShape(dom.parseFile(file).documentElement));
+        same('file', shape(root), shape(read(dom.parseFile(file).documentElement)));
     } catch (e) {
         print('seed ' + seed + ', step ' + step + ': ' + (e.stack || e));
         exit(1);

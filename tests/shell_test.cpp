@@ -12,28 +12,24 @@
 namespace valtrosse::cli {
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
+using namespace testing;
 
-class ShellSession : public testing::Test {
+class ShellSession : public Test {
 protected:
     ShellSession() {
         observers.add(ownership);
         observers.add(handles);
     }
 
-    /// What the shell says to these lines, without prompts.
-    std::string say(const std::string& lines) {
+    /// What a shell says to these lines, without prompts.
+    std::string say(const std::string& lines, Shell& to) {
         out.str("");
         std::istringstream in(lines);
         StreamInput input(in);
-        shell.run(input);
+        to.run(input);
         return out.str();
     }
+    std::string say(const std::string& lines) { return say(lines, shell); }
     std::vector<std::string> tab(const std::string& line) { return shell.complete(line).words; }
 
     host::Host host{host::plugin_path()};
@@ -48,20 +44,20 @@ protected:
 
 TEST_F(ShellSession, offers_what_could_stand_there) {
     say("var tea = {leaf: {colour: 1, size: 2}}; var trap = {get at() { throw 1; }}");
-    EXPECT_THAT(tab("x = xmlDOMDocGetE"),
-                ElementsAre("xmlDOMDocGetElementById(", "xmlDOMDocGetEntities("));
+    const auto relative = [&](const std::string& rest) {
+        return tab("xmlDOMNodeGetRelative" + rest);
+    };
+    EXPECT_THAT(tab("x = xmlDOMDocGetEn"), ElementsAre("xmlDOMDocGetEntities("));
     EXPECT_THAT(tab("tea.leaf."), Contains("colour"));
     EXPECT_THAT(tab("print(tea.leaf.s"), ElementsAre("size"));
     EXPECT_THAT(tab("Math.ma"), ElementsAre("max"));
-    EXPECT_THAT(tab("trap.at."), IsEmpty());
     EXPECT_THAT(tab("trap."), Contains("at"));
-    EXPECT_THAT(tab("f().ma"), IsEmpty());
-    EXPECT_THAT(tab("nobody.x.y"), IsEmpty());
-    EXPECT_THAT(tab("xmlDOMNodeGetRelative("), ElementsAre("{node: ", "{relative: "));
-    EXPECT_THAT(tab("xmlDOMNodeGetRelative({"), ElementsAre("node: ", "relative: "));
-    EXPECT_THAT(tab("xmlDOMNodeGetRelative({node: f(1, ')'), r"), ElementsAre("relative: "));
-    EXPECT_THAT(tab("xmlDOMNodeGetRelative({node: te"), ElementsAre("tea"));
-    EXPECT_THAT(tab("xmlDOMNodeGetRelative(te"), ElementsAre("tea"));
+    for (const char* line : {"trap.at.", "f().ma", "nobody.x.y"}) EXPECT_THAT(tab(line), IsEmpty());
+    EXPECT_THAT(relative("("), ElementsAre("{node: ", "{relative: "));
+    EXPECT_THAT(relative("({"), ElementsAre("node: ", "relative: "));
+    EXPECT_THAT(relative("({node: f(1, ')'), r"), ElementsAre("relative: "));
+    EXPECT_THAT(relative("({node: te"), ElementsAre("tea"));
+    EXPECT_THAT(relative("(te"), ElementsAre("tea"));
     EXPECT_THAT(tab("g(1, {n"), Not(Contains("node: ")));
     EXPECT_THAT(tab(".he"), ElementsAre("help"));
     EXPECT_THAT(tab(".help xmlUTF8"), ElementsAre("xmlUTF8Decode", "xmlUTF8Encode"));
@@ -90,23 +86,23 @@ TEST_F(ShellSession, waits_for_the_rest_of_an_input_and_outlives_errors) {
 TEST_F(ShellSession, shows_handles_only_of_what_calls_gave_and_is_alive) {
     EXPECT_THAT(say("var d = xmlDOMDocLoadXMLString('<a><b id=\"1\">x</b>y<!--z--></a>', 0)\n"
                     "var a = xmlDOMDocGetRootNode(d); d\na\n[a, 1]\n"),
-                testing::MatchesRegex("XML document, root <a>, 2 elements, no encoding named  .+\n"
-                                      "<a>  [0-9]+\n.[0-9]+ <a>, 1.\n"));
+                MatchesRegex("XML document, root <a>, 2 elements, no encoding named  .+\n"
+                             "<a>  [0-9]+\n.[0-9]+ <a>, 1.\n"));
     EXPECT_THAT(say("xmlDOMNodeSelectNodes(a, '//node()|//@*')\n"),
-                testing::MatchesRegex("( +[0-9]+  (element|attribute|text|comment) +"
-                                      "(<a>|<b id=\"1\">|id=\"1\"|\"x\"|\"y\"|<!--z-->)\n)+"
-                                      "6 nodes\n"));
+                MatchesRegex("( +[0-9]+  (element|attribute|text|comment) +"
+                             "(<a>|<b id=\"1\">|id=\"1\"|\"x\"|\"y\"|<!--z-->)\n)+"
+                             "6 nodes\n"));
     EXPECT_EQ(say("xmlDOMNodeSelectNodes(a, 'c')\n'4'\n'400000001'\n1\n4096\n"),
               "0 nodes\n\"4\"\n\"400000001\"\n1\n4096\n");
     EXPECT_EQ(say("xmlDOMNodeGetRelative(d, 0)\nvar x = 1\n"), "undefined\n");
     EXPECT_EQ(say("var quiet = new Function('d', 'xmlDOMNodeGetRelative(d, 0)'); quiet(d)\n"), "");
     // Numbers that look like handles but were never given as such are left alone.
-    EXPECT_THAT(say("a + 8\n"), testing::MatchesRegex("[0-9]+\n"));
+    EXPECT_THAT(say("a + 8\n"), MatchesRegex("[0-9]+\n"));
     // A node may name a document that is gone; what was in it is unknown from then on.
     const std::string after =
         say("var n = xmlDOMDocCreateNode(d, 8, 'n'); xmlDOMDocFreeDoc(d)\n"
             "d\na\nxmlDOMNodeGetOwnerDoc(n)\nn\n");
-    EXPECT_THAT(after, testing::MatchesRegex("0\n[0-9]+\n[0-9]+\n[0-9]+\n<!--n-->  [0-9]+\n"));
+    EXPECT_THAT(after, MatchesRegex("0\n[0-9]+\n[0-9]+\n[0-9]+\n<!--n-->  [0-9]+\n"));
     EXPECT_THAT(say(".owned\n"), HasSubstr("comment  <!--n-->\n1 node\n"));
     say("xmlDOMNodeFreeNode(n)\n");
 }
@@ -115,12 +111,11 @@ TEST_F(ShellSession, agrees_with_the_reference) {
     for (const host::Function& function : host.functions()) {
         const Reference::Entry* entry = reference.find(function.name);
         ASSERT_NE(entry, nullptr) << function.name;
-        const std::string& result = entry->result;
-        const bool handle = result.starts_with("handle ") || result.starts_with("the handle ");
-        const Gives expected = result.starts_with("handle list") ? Gives::handle_list
-                               : handle                          ? Gives::handle
-                                                                 : Gives::other;
-        EXPECT_EQ(result_kind(function.name), expected) << function.name << ": " << result;
+        const auto begins = [&](const char* text) { return entry->result.starts_with(text); };
+        const Gives expected = begins("handle list")                        ? Gives::handle_list
+                               : begins("handle ") || begins("the handle ") ? Gives::handle
+                                                                            : Gives::other;
+        EXPECT_EQ(result_kind(function.name), expected) << function.name;
     }
     EXPECT_THAT(say(".help xmlDOMDocSetExternalDtd\n"),
                 StartsWith("xmlDOMDocSetExternalDtd(doc, dtd)\nMakes a DTD the internal subset"));
@@ -129,11 +124,7 @@ TEST_F(ShellSession, agrees_with_the_reference) {
                 "  xmlDOMDocFreeDoc(node)\nThere is no command .nothing: see .help\n");
     const Reference missing = Reference::read("absent.md");
     Shell without{host, engine, ownership, handles, missing, out};
-    out.str("");
-    std::istringstream in(".help xmlUTF8Encode\n");
-    StreamInput input(in);
-    without.run(input);
-    EXPECT_THAT(out.str(), StartsWith("xmlUTF8Encode(string)\n"));
+    EXPECT_THAT(say(".help xmlUTF8Encode\n", without), StartsWith("xmlUTF8Encode(string)\n"));
 }
 
 }  // namespace

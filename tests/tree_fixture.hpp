@@ -51,13 +51,20 @@ protected:
         const Outcome outcome = call("xmlDOMNodeFreeNode", node);
         EXPECT_FALSE(outcome.no_value()) << "not freed";
     }
-    /// A node's XML text, a document's without its XML declaration.
-    std::string xml(Handle node) {
-        std::string text = call("xmlDOMNodeDumpNode", node, 0).utf8();
+    /// A LIBXMLLife object that holds the tree.
+    ObjectHandle holding(Handle tree) {
+        const ObjectHandle object = host.create().object();
+        EXPECT_EQ(host.call_method(object, "addInternal", {tree}).status(), 0U);
+        return object;
+    }
+    /// XML text as the tests write it: without the XML declaration, in single quotes.
+    static std::string plain(std::string text) {
         if (text.starts_with("<?xml ")) text.erase(0, text.find('\n') + 1);
         while (text.ends_with('\n')) text.pop_back();
+        std::replace(text.begin(), text.end(), '"', '\'');
         return text;
     }
+    std::string xml(Handle node) { return plain(call("xmlDOMNodeDumpNode", node, 0).utf8()); }
     /// The names of the elements that XPath's id() finds from the node, each with a blank after it.
     std::string by_id(Handle node, const std::string& ids) {
         std::string names;

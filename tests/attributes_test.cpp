@@ -22,7 +22,7 @@ TEST_F(Attributes, are_found_by_name_and_by_namespace) {
     const Handle copy = clone(r);  // it has no document, so neither defaults nor entities
     const auto look_up = [&](Handle element, const auto&... name) {
         const std::string ns = sizeof...(name) == 2 ? "NS" : "";
-        const std::string value = text("xmlDOMElementGetAttribute" + ns, element, name...);
+        std::string value = text("xmlDOMElementGetAttribute" + ns, element, name...);
         const Handle found = get("xmlDOMElementGetAttributeNode" + ns, element, name...);
         if (found == 0) return value;
         return value + ' ' + answer("xmlDOMAttrGetSpecified", found) + ' ' +

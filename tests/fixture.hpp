@@ -13,7 +13,6 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <source_location>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,7 +42,7 @@ inline const char* chars(const xmlChar* text) { return reinterpret_cast<const ch
 
 /// The text that a function of libxml2's kind gives, which is freed; "null" for none.
 inline std::string taken(xmlChar* given) {
-    const std::string copy(given ? chars(given) : "null");
+    std::string copy(given ? chars(given) : "null");
     xmlFree(given);
     return copy;
 }
@@ -158,16 +157,17 @@ protected:
     /// A function that is called, and where.
     struct Called {
         template <typename Name>
-        Called(const Name& function, std::source_location here = std::source_location::current())
+        Called(const Name& function, const char* here = __builtin_FILE(), int at = __builtin_LINE())
             : name(function),
-              place(here) {}
+              file(here),
+              line(at) {}
         std::string_view name;
-        std::source_location place;
+        const char* file;
+        int line;
     };
     template <typename... T>
     void expect_no_value(const Called& called, const T&... args) {
-        const testing::ScopedTrace trace(called.place.file_name(),
-                                         static_cast<int>(called.place.line()), called.name);
+        const testing::ScopedTrace trace(called.file, called.line, called.name);
         EXPECT_TRUE(gives_no_value(called.name, args...));
     }
     /// What a function gives for the properties 0 to count - 1, with blanks between.

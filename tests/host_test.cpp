@@ -92,7 +92,7 @@ TEST(HostObjects, are_finalised_once_and_handles_may_outlive_the_host) {
         ObjectStore store(tally);
         store.add_type(record, "Thing", {});
         ObjectType& type = *store.find_type("Thing");
-        { const ObjectHandle first(store.create(type)), copy(first); }
+        { const std::vector<ObjectHandle> copies(2, ObjectHandle(store.create(type))); }
         EXPECT_EQ(finalised, 1);
         survivor = ObjectHandle(store.create(type));
         store.create(type);  // nobody keeps it

@@ -70,7 +70,7 @@ TEST_F(Hostile, files_of_every_loader) {
         {"claims UTF-8", "<?xml version='1.0' encoding='UTF-8'?><a>\xE9</a>", "\u00e9"},
         {"claims what is unknown", "<?xml version='1.0' encoding='no-such'?><a>x</a>", "x"},
         {"half a character", "<a>\xE2\x82</a>"},
-        {"half a surrogate", std::string("\xFF\xFE<\0a\0>\0\x00\xD8<\0/\0a\0>\0", 20)},
+        {"half a surrogate", std::string("\xFF\xFE<\0a\0>\0\x00\xD8<\0/\0a\0>\0", 18)},
         {"a billion laughs", laughs("<r>&e11;</r>")},
         {"a billion laughs in an attribute", laughs("<r a='&e11;'/>")},
         {"an endless entity", "<!DOCTYPE r [<!ENTITY e '&e;'>]><r>&e;</r>"},

@@ -53,7 +53,7 @@ protected:
     }
     /// A LIBXMLLife object that holds the tree.
     ObjectHandle holding(Handle tree) {
-        const ObjectHandle object = host.create().object();
+        ObjectHandle object = host.create().object();
         EXPECT_EQ(host.call_method(object, "addInternal", {tree}).status(), 0U);
         return object;
     }

@@ -22,8 +22,8 @@ const Words encodings{"UTF-8", "ISO-8859-1", "UTF-16LE", "UTF-16BE", "ASCII", "U
 const Words html_texts{
     "<p>one<p>two<br>three",
     "<html><head><title>t</title></head><body id=i1><a name=i2>link</a></body></html>",
-    "<html><head><meta http-equiv=Content-Type content='text/html; charset=iso-8859-1'></head>"
-    "<body><p class=x>&eacute;</p></body></html>",
+    ("<html><head><meta http-equiv=Content-Type content='text/html; charset=iso-8859-1'></head>"
+     "<body><p class=x>&eacute;</p></body></html>"),
     "<p><b>not closed</p><nonsense>",
     "<input checked><table><tr><td>1<td>2</table>",
     "<p> <i> </i> </p>",
@@ -161,7 +161,7 @@ Value Generator::argument(Taste taste, const Step& so_far) {
         case node_type: return integer_value(choices_.pick(types));
         case ns_node_type: return integer_value(choices_.chance(97) ? 1 + choices_.below(2) : 3);
         case keep_blanks:
-        case format: return integer_value(choices_.chance(95) ? choices_.below(2) : 2);
+        case format:
         case strict_flag: return integer_value(choices_.chance(95) ? choices_.below(2) : 2);
         case relative: return integer_value(choices_.below(6));
         default: return integer_value(choices_.below(5));

@@ -1,6 +1,7 @@
 #include "dom/attr/list.hpp"
 
 #include "dom/doc/documents.hpp"
+#include "dom/node/departure.hpp"
 #include "dom/node/namespaces.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/node/tree.hpp"
@@ -10,12 +11,10 @@ namespace valtrosse {
 xmlAttr* put_in_list(xmlNode* element, ListPlace place, xmlAttr* newattr) {
     xmlAttr* const old = place.found;
     xmlDoc* const doc = containing_document(element);
+    Departure leaving;
     if (old) {
-        // Its doc fields stay, unlike those of what a Departure takes along.
-        for (xmlNode* part = as_node(old); part; part = next_in_subtree(part, as_node(old)))
-            if (!own_strings(part, doc)) return nullptr;
-        for (xmlNode* part = as_node(old); part; part = next_in_subtree(part, as_node(old)))
-            let_go(part, doc);
+        if (!leaving.prepare(as_node(old))) return nullptr;
+        leaving.complete(Departure::DocFields::stay);
     }
     newattr->parent = element;
     newattr->prev = old ? old->prev : place.last;

@@ -74,17 +74,8 @@ Result set_node(Call& call, xmlNode* node, xmlNode* newnode) {
         return other->ns && xmlStrEqual(other->name, attr->name) &&
                xmlStrEqual(other->ns->href, attr->ns->href);
     });
-    xmlNs* own = nullptr;
-    if (place.found && !_x_hasNsPriv(as_node(place.found))) {
-        own = _x_xmlNewNsPriv(place.found->ns->href, place.found->ns->prefix);
-        if (!own) return failure(VT_OUT_OF_MEMORY);
-    }
     const xmlAttr* const result = put_in_list(node, place, attr);
-    if (!result) {
-        xmlFreeNs(own);
-        return failure(VT_OUT_OF_MEMORY);
-    }
-    if (own) place.found->ns = own;
+    if (!result) return failure(VT_OUT_OF_MEMORY);
     _x_NsAfterLinkNode(node, 0);
     return call.handle(result);
 }

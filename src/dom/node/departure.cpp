@@ -47,7 +47,7 @@ bool Departure::prepare(xmlNode* root, bool comes_back) {
     return true;
 }
 
-void Departure::complete() {
+void Departure::complete(DocFields docs) {
     if (!root_) return;
     if (xmlDoc* const changed = containing_document(root_)) note_changed(changed);
     for (xmlNode* node = root_; node; node = next_in_subtree(node, root_)) {
@@ -55,7 +55,7 @@ void Departure::complete() {
             for (xmlNode* part = as_node(attr); part; part = next_in_subtree(part, as_node(attr)))
                 let_go(part, doc_);
         let_go(node, doc_);
-        node->doc = nullptr;
+        if (docs == DocFields::clear) node->doc = nullptr;
     }
     while (xmlNs* const record = made_) {
         made_ = next_made(record);

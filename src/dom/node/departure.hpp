@@ -18,9 +18,10 @@ public:
     /// the subtree is to be back in its document at once. False without memory. The subtree must stay as
     /// it is until complete() or the end.
     bool prepare(xmlNode* root, bool comes_back = false);
+    enum class DocFields { clear, stay };
     /// Takes the subtree's IDs and its entities' declarations away, and clears the doc fields of the
     /// root and of all nodes below it, attributes of elements excepted. Nothing without prepare().
-    void complete();
+    void complete(DocFields docs = DocFields::clear);
 
 private:
     bool make_private(xmlNode* node);

@@ -29,8 +29,8 @@ inline void write_hexadecimal(std::uint32_t value, char16_t* out) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(out), units);
 }
 
-/// A handle list under construction: the room for up to `count` handles is taken at once, in the frame for up
-/// to 12 of them.
+/// A handle list under construction: the room for up to `count` handles is taken at once, in the frame
+/// for up to 12 of them.
 class HandleList {
 public:
     HandleList(const Call& call, std::uint32_t count) {

@@ -2,8 +2,6 @@
 
 #include <libxml/parser.h>
 
-#include <memory>
-
 #include "dom/doc/documents.hpp"
 #include "dom/node/text.hpp"
 #include "dom/node/tree.hpp"

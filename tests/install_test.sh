@@ -22,6 +22,14 @@ lib=$prefix/lib/i386-linux-gnu
 vtdom=$prefix/bin/vtdom
 unset VALTROSSE_PLUGIN
 
+# start PROGRAM ARG...: a 32-bit program, in an emulator where the kernel runs none.
+start() { ${VALTROSSE_EMULATOR:+"$VALTROSSE_EMULATOR"} "$@"; }
+if [[ -n ${VALTROSSE_EMULATOR:-} ]]; then
+    vtdom=$scratch/vtdom
+    printf '#!/bin/sh\nexec "%s" "%s" "$@"\n' "$VALTROSSE_EMULATOR" "$prefix/bin/vtdom" >"$vtdom"
+    chmod +x "$vtdom"
+fi
+
 # same TITLE WANTED GOT
 same() {
     if [[ $2 != "$3" ]]; then
@@ -63,11 +71,11 @@ same "completion of a script's argument" "" "$(complete_words script.js --fu)"
 CXXFLAGS=-m32 cmake -S "$here/consumer" -B by-cmake "-DCMAKE_PREFIX_PATH=$prefix" \
     --log-level=WARNING >/dev/null
 cmake --build by-cmake >/dev/null
-same "a program built with CMake" keemun "$(by-cmake/consumer)"
+same "a program built with CMake" keemun "$(start by-cmake/consumer)"
 
 export PKG_CONFIG_PATH=$lib/pkgconfig
 eval "flags=($(pkg-config --cflags --libs valtrosse-host))"
 plugin=$(pkg-config --variable=plugin valtrosse-dom)
 "${CXX:-c++}" -m32 -std=c++20 "-DPLUGIN=\"${plugin//\\/}\"" "$here/consumer/consumer.cpp" \
     "${flags[@]}" -o by-pkg-config
-same "a program built with pkg-config" keemun "$(./by-pkg-config)"
+same "a program built with pkg-config" keemun "$(start ./by-pkg-config)"

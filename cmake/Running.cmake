@@ -3,10 +3,7 @@
 set(VALTROSSE_EMULATOR "" CACHE STRING "What runs the programs of the build: empty, or qemu-i386")
 
 set(valtrosse_patience 1)
-set(valtrosse_asan_options allocator_may_return_null=1)
 if(VALTROSSE_EMULATOR)
-    # Leaks are not seen in an emulator, and its programs have less address space.
-    string(APPEND valtrosse_asan_options ":detect_leaks=0:quarantine_size_mb=16")
     # For tests whose command is a target, and to list the cases of the suite.
     set(CMAKE_CROSSCOMPILING_EMULATOR ${VALTROSSE_EMULATOR})
     set(valtrosse_patience 20)

@@ -13,3 +13,8 @@ std::string checked_plugin_path() { return VALTROSSE_CHECKED_PLUGIN_PATH; }
 std::string source_path(const std::string& file) { return VALTROSSE_SOURCE_DIR "/" + file; }
 
 }  // namespace valtrosse::host
+
+/// With AddressSanitizer, too, an allocation that is too large fails as one without memory.
+extern "C" const char* __asan_default_options() {
+    return "allocator_may_return_null=1";
+}

@@ -1,12 +1,11 @@
 #include "dom/node/namespaces.hpp"
 
-#include <algorithm>
-#include <cstddef>
 #include <cstring>
 
 #include "dom/doc/documents.hpp"
 #include "dom/node/departure.hpp"
 #include "dom/node/ownership.hpp"
+#include "dom/node/scope.hpp"
 #include "dom/node/tree.hpp"
 
 using namespace valtrosse;
@@ -29,80 +28,6 @@ static_assert(sizeof(xmlNsType) == sizeof(std::uint32_t));
 const auto* const xml_prefix = reinterpret_cast<const xmlChar*>("xml");
 
 bool is_private(const xmlNs* ns) { return mark_of(ns) == private_record; }
-
-bool declares(const xmlNs* ns, const xmlChar* prefix) {
-    return ns->href && xmlStrEqual(ns->prefix, prefix);
-}
-
-/// The declarations in scope while a subtree is walked: the elements that declare anything, from the
-/// outermost to the present one, so that a look-up does not climb through elements that declare
-/// nothing. Private records are never found (xmlSearchNs would, through an ancestor's ns).
-class Scope {
-public:
-    /// Starts with what is in scope inside `parent`, which may be null.
-    explicit Scope(const xmlNode* parent) {
-        for (; parent && !is_barrier(parent); parent = parent->parent) enter(parent);
-        std::reverse(levels_, levels_ + count_);
-    }
-    ~Scope() { xmlFree(levels_); }
-    Scope(const Scope&) = delete;
-    Scope& operator=(const Scope&) = delete;
-
-    void enter(const xmlNode* node) {
-        if (!is_barrier(node) && !(is_element(node) && node->nsDef)) return;
-        if (count_ == capacity_ && !grow()) return;
-        levels_[count_++] = node;
-    }
-    void leave(const xmlNode* node) {
-        if (count_ > 0 && levels_[count_ - 1] == node) --count_;
-    }
-
-    /// The nearest declaration of the prefix (null: of the default namespace) inside `at`, the node
-    /// that the walk has reached; null when there is none.
-    xmlNs* find(const xmlNode* at, const xmlChar* prefix) const {
-        if (incomplete_) return find_by_climbing(at, prefix);
-        for (std::size_t i = count_; i-- > 0;) {
-            if (is_barrier(levels_[i])) return nullptr;
-            if (xmlNs* ns = declared_on(levels_[i], prefix)) return ns;
-        }
-        return nullptr;
-    }
-
-private:
-    // Nothing outside an entity reference is in scope in it.
-    static bool is_barrier(const xmlNode* node) {
-        return node->type == XML_ENTITY_REF_NODE || node->type == XML_ENTITY_NODE ||
-               node->type == XML_ENTITY_DECL;
-    }
-    static xmlNs* declared_on(const xmlNode* element, const xmlChar* prefix) {
-        xmlNs* ns = element->nsDef;
-        while (ns && !declares(ns, prefix)) ns = ns->next;
-        return ns;
-    }
-    static xmlNs* find_by_climbing(const xmlNode* node, const xmlChar* prefix) {
-        for (; node && !is_barrier(node); node = node->parent)
-            if (is_element(node))
-                if (xmlNs* ns = declared_on(node, prefix)) return ns;
-        return nullptr;
-    }
-    // Without memory the look-ups climb: slower, with the same answers.
-    bool grow() {
-        const std::size_t wanted = capacity_ ? 2 * capacity_ : 16;
-        void* more = incomplete_ ? nullptr : xmlRealloc(levels_, wanted * sizeof *levels_);
-        if (!more) {
-            incomplete_ = true;
-            return false;
-        }
-        levels_ = static_cast<const xmlNode**>(more);
-        capacity_ = wanted;
-        return true;
-    }
-
-    const xmlNode** levels_ = nullptr;
-    std::size_t count_ = 0;
-    std::size_t capacity_ = 0;
-    bool incomplete_ = false;
-};
 
 /// Calls visit(element, scope) for every element of the subtree in pre-order. visit() calls
 /// scope.enter(element) itself, once the element's declarations are what its content is to see.

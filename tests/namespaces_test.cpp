@@ -113,6 +113,36 @@ TEST_F(Namespaces, attributes_declare_them) {
     after = "<r xmlns:p='outer' xmlns:q='2'><e xmlns='d'><p:f/></e></r>";
     EXPECT_EQ(declare(e, "", "d"), after);
     EXPECT_EQ(declare(e, "xml", "wrong"), after);
+    // No file can hold the empty name for a prefix.
+    const Handle empty =
+        create_ns(doc, XML_ATTRIBUTE_NODE, "xmlns:n", "http://www.w3.org/2000/xmlns/");
+    append(empty, create(doc, XML_ENTITY_REF_NODE, "nothing"));
+    expect_no_value("xmlDOMElementSetAttributeNodeNS", e, empty);
+    EXPECT_EQ(xml(doc), after);
+    free_node(empty);
+}
+
+// In a cloned document and in a detached tree every namespace is a private record.
+TEST_F(Namespaces, copies_keep_declarations_outside_of_them) {
+    const Handle doc =
+        load("<r xmlns:p='u' xmlns='d'><p:a p:k='v'><b xmlns:p='w'><p:c/></b></p:a></r>");
+    const Handle copied = keep(clone(doc)), e = append(root(doc), clone(root(doc)));
+    const Handle other = load("<z xmlns:p='OTHER' xmlns='OTHER'/>"), detached = unlink(e);
+    for (const Handle source : {root(doc), root(copied), detached})
+        for (const bool imported : {false, true})
+            for (const std::uint32_t deep : {0U, 1U}) {
+                const Handle from = first_child(source);
+                const Handle copy =
+                    imported ? get("xmlDOMNodeImportNode", from, deep, other) : clone(from, deep);
+                const std::string content =
+                    deep ? " xmlns='d' p:k='v'><b xmlns:p='w'><p:c/></b></p:a>" : " p:k='v'/>";
+                EXPECT_EQ(xml(copy), "<p:a xmlns:p='u'" + content) << imported;
+                append(root(other), copy);
+                EXPECT_EQ(text("xmlDOMNodeGetPropertyNS", copy, 1), "u");
+                EXPECT_EQ(text("xmlDOMNodeGetPropertyNS", attribute(copy, "k"), 1), "u");
+                free_node(unlink(copy));
+            }
+    free_node(detached);
 }
 
 TEST_F(Namespaces, normalising_is_linear) {

@@ -84,6 +84,17 @@ TEST_F(Tree, references_lead_no_walk_into_declarations) {
     free_node(unlink(comment));
     for (const char* none : {"descendant::node()", "child::node()", ".//*"})
         EXPECT_EQ(select(declared, none).size(), 0U) << none;
+    // A reference that a script made has a declaration even where there is no DTD.
+    const Handle top = create(b, XML_ELEMENT_NODE, "top");
+    for (const Handle parent : {find(b, "/q"), top}) {
+        const Handle first = append(parent, create(b, XML_COMMENT_NODE, "1"));
+        append(parent, create(b, XML_ENTITY_REF_NODE, "lt"));
+        const Handle last = append(parent, create(b, XML_COMMENT_NODE, "2"));
+        EXPECT_EQ(select(first, "following::comment()"), std::vector{last});
+        EXPECT_EQ(select(last, "preceding::comment()"), std::vector{first});
+        while (const Handle child = first_child(parent)) free_node(unlink(child));
+    }
+    free_node(top);
     EXPECT_EQ(get("xmlDOMNodeGetType", first_child(declared)), 6U);
     const Handle copy = clone(find(a, "/r"));
     for (const Handle node : {unlink(declared), find(a, "//s"), copy})
@@ -97,6 +108,28 @@ TEST_F(Tree, references_lead_no_walk_into_declarations) {
     EXPECT_EQ(append(declared, element), element);
     append(new_document(), find(b, "/q"));
     EXPECT_EQ(xml(element), "<p:in xmlns:p='urn:p' xmlns:o='urn:o' o:at='v'/>");
+}
+
+TEST_F(Tree, references_keep_their_text_outside_of_documents) {
+    a = load("<!DOCTYPE r [<!ENTITY e 'ENT'>]><r i='1&e;2'>x&e;y<s>&e;</s></r>");
+    b = load("<!DOCTYPE q [<!ENTITY e 'other'>]><q>&e;</q>");
+    const Handle r = root(a), s = find(r, "s"), i = attribute(r, "i");
+    const Handle reference = create(a, XML_ENTITY_REF_NODE, "e");
+    append(s, reference);
+    add(1, reference, create(a, XML_TEXT_NODE, "z"));
+    add(1, find(r, "text()[1]"), s);  // a move inside of the document
+    remove_attribute(r, i);
+    EXPECT_EQ(value(i), "1ENT2");
+    unlink(s);
+    EXPECT_EQ(value(find(s, "text()")), "zENT");
+    // As text of a document they are what that one declares; what declares none leaves them theirs.
+    append(root(b), s);
+    EXPECT_EQ(value(find(b, "//s/text()")), "zother");
+    unlink(s);
+    append(new_document(), s);
+    EXPECT_EQ(value(find(s, "text()")), "zENT");
+    EXPECT_EQ(xml(s), "<s>&e;z&e;</s>");
+    free_node(i);
 }
 
 TEST_F(Tree, what_an_entity_was_parsed_into_is_a_part_of_its_document) {

@@ -78,6 +78,7 @@ Expected Session::set_attribute_node_ns(const Args& args) {
     if (attr->ns->prefix != "xmlns" || attr->ns->uri != "http://www.w3.org/2000/xmlns/")
         return node_or_none(forest_.set_attribute(element, attr, true));
     if (attr->children.empty()) return none();
+    if (!attr->name.empty() && forest_.attribute_value(attr).empty()) return none();
     forest_.declare(element, forest_.attribute_value(attr),
                     attr->name.empty() ? Text() : Text(attr->name));
     return integer(0);

@@ -231,8 +231,6 @@ bool can_be_copied(const Node* node) {
 Expected Session::clone(const Args& args) {
     if (args.integers[1] > 1 || !can_be_copied(args.nodes[0])) return none();
     Expected expected = created(forest_.copy(args.nodes[0], args.integers[1] == 1, step_));
-    if (expected.node->is_document() && !expected.node->version)
-        expected.node->version = "1.0";  // libxml2 gives every copy one
     if (expected.node->is_document())
         expected.then = [this, document = expected.node] {
             forest_.name_in_attributes(document, document->handle);
@@ -349,9 +347,12 @@ Expected Session::select(const Args& args) {
     Node* const node = args.nodes[0];
     const std::string& expression = args.texts[1];
     forget_ended_documents(node);
-    if (node->is_declaration() || node->type == XML_NOTATION_NODE || node->is_dtd())
+    if (node->is_declaration() || node->type == XML_NOTATION_NODE || node->is_dtd()) {
+        forest_.enter_missing_ids(forest_.lookup_document(node));
         return {.kind = Expected::Kind::anything};
+    }
     Node* const document = forest_.lookup_document(node);
+    forest_.enter_missing_ids(document);
 
     if (expression.starts_with("id('") && expression.ends_with("')")) {
         const std::string id = expression.substr(4, expression.size() - 6);

@@ -49,7 +49,8 @@ public:
         read_[from] = made;
         const bool is_dtd_part = made->is_declaration() || made->is_dtd();
         if (!made->is_document()) made->name = to_string(from->name);
-        if (made->is_character_data()) made->content = to_text(from->content);
+        if (made->is_character_data() || made->is_reference())
+            made->content = to_text(from->content);
         if (made->is_element() || made->is_attribute()) made->ns = namespace_of(from->ns);
         if (made->is_reference() && from->children && from->children->type == XML_ENTITY_DECL) {
             references_.emplace_back(made, from->children);
@@ -113,6 +114,7 @@ private:
             made->system_id = to_text(entity->SystemID);
             if (entity->etype == XML_EXTERNAL_GENERAL_UNPARSED_ENTITY)
                 made->notation = to_text(entity->orig ? entity->orig : entity->content);
+            made->content = to_text(entity->content);
             xmlChar* const text = xmlNodeListGetString(from->doc, entity->children, 1);
             made->replacement = to_text(text);
             xmlFree(text);

@@ -8,6 +8,11 @@ namespace {
 
 bool is_barrier(const Node* node) { return node->is_reference(); }
 
+bool is_predefined(const std::string& entity) {
+    return entity == "lt" || entity == "gt" || entity == "amp" || entity == "quot" ||
+           entity == "apos";
+}
+
 NamespaceRef declared_on(const Node* element, const Text& prefix) {
     for (const NamespaceRef& ns : element->declarations)
         if (ns->prefix == prefix) return ns;
@@ -137,6 +142,17 @@ Node* Forest::lookup_document(Node* node) const {
     return named && named->is_document() ? named : containing_document(node);
 }
 
+Node* Forest::entity_named(const Node* document, const std::string& name) {
+    if (!document) return nullptr;
+    for (const Node* dtd : {document->internal_subset,
+                            document->standalone != 1 ? document->external_subset : nullptr})
+        for (Node* entity : dtd ? dtd->children : std::vector<Node*>())
+            if (entity->type == XML_ENTITY_DECL && !entity->parameter_entity &&
+                entity->name == name)
+                return entity;
+    return nullptr;
+}
+
 Node* Forest::attribute_declaration(const Node* document, const std::string& element,
                                     const std::string& name, const std::string& prefix,
                                     bool internal_only) const {
@@ -153,9 +169,15 @@ Node* Forest::attribute_declaration(const Node* document, const std::string& ele
 
 bool Forest::is_declared_id(const Node* document, const Node* element, const Node* attr,
                             bool internal_only) const {
-    const std::string prefix = attr->ns ? attr->ns->prefix.value_or("") : "";
-    const Node* declaration = attribute_declaration(document, element->qualified_name(), attr->name,
-                                                    prefix, internal_only);
+    std::string prefix = attr->ns ? attr->ns->prefix.value_or("") : "";
+    std::string name = attr->name;
+    // An attribute whose prefix no one declares has it in its name.
+    if (const std::size_t colon = name.find(':'); prefix.empty() && colon != std::string::npos) {
+        prefix = name.substr(0, colon);
+        name.erase(0, colon + 1);
+    }
+    const Node* declaration =
+        attribute_declaration(document, element->qualified_name(), name, prefix, internal_only);
     return declaration && declaration->declares_id;
 }
 
@@ -171,17 +193,11 @@ Text Forest::joined_text(Node* node) const {
         if (!at->is_reference()) continue;
         if (!looked_up) document = lookup_document(at);
         looked_up = true;
-        const Node* found = nullptr;
-        for (const Node* dtd :
-             {document ? document->internal_subset : nullptr,
-              document && document->standalone != 1 ? document->external_subset : nullptr}) {
-            if (found || !dtd) continue;
-            for (const Node* entity : dtd->children)
-                if (entity->type == XML_ENTITY_DECL && !entity->parameter_entity &&
-                    entity->name == at->name)
-                    found = entity;
-        }
-        if (found) add(found->replacement);
+        const Node* const found = entity_named(document, at->name);
+        if (found)
+            add(found->replacement);
+        else if (!is_predefined(at->name))
+            add(at->content);
     }
     return text;
 }
@@ -206,12 +222,22 @@ void Forest::add_id(Node* document, Node* attr) {
     }
     const std::string value = collapsed(attribute_value(attr));
     if (value.empty()) return;
-    document->ids.emplace(value, attr);  // the first holder keeps it
+    // The first holder keeps it.
+    if (!document->ids.emplace(value, attr).second) document->ids_repeated = true;
     document->has_id_table = true;
 }
 
+void Forest::enter_missing_ids(Node* document) {
+    if (!document || !document->ids_missing) return;
+    document->ids_missing = document->ids_repeated = false;
+    for_subtree(document, [&](Node* node) {
+        if (node->is_attribute()) add_id(document, node);
+    });
+}
+
 void Forest::remove_id(Node* document, Node* attr) {
-    if (document) std::erase_if(document->ids, [attr](auto& id) { return id.second == attr; });
+    if (document && std::erase_if(document->ids, [attr](auto& id) { return id.second == attr; }))
+        document->ids_missing |= document->ids_repeated;
 }
 
 /// The text of an attribute in a document is about to change: its ID leaves the table and comes back.
@@ -240,6 +266,9 @@ private:
 void Forest::make_independent(Node* node, Node* document) {
     if (node->is_attribute()) remove_id(document, node);
     node->entity = nullptr;
+    const Node* const declared =
+        node->is_reference() && !node->content ? entity_named(document, node->name) : nullptr;
+    if (declared) node->content = declared->content;
 }
 
 void Forest::leave_document(Node* root, Node* document) {
@@ -410,37 +439,46 @@ void Forest::normalise(Node* root) {
 
 Node* Forest::copy(Node* source, bool deep, std::uint32_t step) {
     Node* root = nullptr;
-    // Whether a namespace is declared above what is copied: then the copy declares it itself.
-    const auto is_declared_outside = [&](const NamespaceRef& ns) {
-        for (const Node* node = source->parent; node; node = node->parent)
-            if (std::find(node->declarations.begin(), node->declarations.end(), ns) !=
-                node->declarations.end())
-                return true;
+    // Whether a namespace is declared above what is copied, and its prefix not in it: then the copy
+    // declares it itself.
+    const auto is_declared_outside = [&](const Node* at, const Namespace& ns) {
+        for (const Node* node = at; node != source->parent; node = node->parent)
+            if (is_barrier(node))
+                break;
+            else if (declared_on(node, ns.prefix))
+                return false;
+        for (const Node* node = source->parent; node && !is_barrier(node); node = node->parent)
+            for (const NamespaceRef& declared : node->declarations)
+                if (declared->prefix == ns.prefix && declared->uri == ns.uri) return true;
         return false;
     };
     const auto copy_namespace = [&](const Node* from, Node* to, bool declare) {
         if (!from->ns) return;
         to->ns = std::make_shared<Namespace>(*from->ns);
         to->ns->is_private = true;
-        if (declare && root->is_element() && is_declared_outside(from->ns) &&
+        if (declare && root->is_element() && is_declared_outside(from, *from->ns) &&
             !declared_on(root, from->ns->prefix))
             root->declarations.push_back(
                 std::make_shared<Namespace>(Namespace{from->ns->prefix, from->ns->uri, false}));
     };
+    const bool of_document = source->is_document();
+    std::map<const Node*, Node*> copies;
     const std::function<Node*(const Node*, bool)> copy_node = [&](const Node* from, bool below) {
         Node* const to = make(step, from->type);
         const Ref id = to->id;
         *to = *from;
         to->id = id;
         to->handle = to->owner = 0;
-        to->parent = to->entity = to->internal_subset = to->external_subset = nullptr;
+        to->parent = to->internal_subset = to->external_subset = nullptr;
+        copies[from] = to;
+        if (!of_document) to->entity = nullptr;
+        if (!of_document && to->is_reference()) to->content.reset();
         to->children.clear();
         to->attributes.clear();
         to->declarations.clear();
         to->ids.clear();
         to->has_id_table = false;
         to->ns = nullptr;
-        if (from->type == XML_ENTITY_DECL) to->replacement.reset();
         if (!root) root = to;
         for (const NamespaceRef& ns : from->declarations)
             to->declarations.push_back(std::make_shared<Namespace>(*ns));
@@ -460,10 +498,15 @@ Node* Forest::copy(Node* source, bool deep, std::uint32_t step) {
         return to;
     };
     copy_node(source, deep || source->is_attribute());
-    if (root->is_document() && deep && source->has_id_table)
-        for_subtree(root, [&](Node* node) {
-            if (node->is_attribute() && node->parent) add_id(root, node);
-        });
+    if (!of_document || !deep) return root;
+    if (source->external_subset) {
+        root->external_subset = copy_node(source->external_subset, true);
+        root->external_subset->external = true;
+    }
+    for (const auto& [from, to] : copies)
+        if (to->entity) to->entity = copies.at(to->entity);
+    for (const auto& [id, holder] : source->ids) root->ids[id] = copies.at(holder);
+    root->has_id_table = source->has_id_table;
     return root;
 }
 

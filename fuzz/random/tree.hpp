@@ -40,7 +40,7 @@ struct Node {
     std::vector<Node*> children;
     std::vector<Node*> attributes;
     std::string name;  // without the prefix
-    Text content;
+    Text content;      // of a reference: its own text, read where no entity of its name is declared
     NamespaceRef ns;
     std::vector<NamespaceRef> declarations;
     Node* entity = nullptr;  // of an entity reference: its declaration, where it leads to one
@@ -52,6 +52,8 @@ struct Node {
     Node* external_subset = nullptr;  // hangs nowhere
     std::map<std::string, Node*> ids;
     bool has_id_table = false;  // there was an ID once
+    // An ID may have more than one holder, as in a document that was parsed; one that had has gone.
+    bool ids_repeated = true, ids_missing = false;
 
     // DTDs, entity and attribute declarations, notation records.
     Text public_id, system_id;
@@ -106,6 +108,8 @@ public:
 
     /// The document that look-ups for this node go to: the one named, if it lives, or the one around.
     Node* lookup_document(Node* node) const;
+    /// The general entity of this name that a document (null: none) declares, or null.
+    static Node* entity_named(const Node* document, const std::string& name);
     Node* attribute_declaration(const Node* document, const std::string& element,
                                 const std::string& name, const std::string& prefix,
                                 bool internal_only = false) const;
@@ -127,6 +131,8 @@ public:
     void declare(Node* element, const std::string& uri, const Text& prefix);
     void normalise(Node* root);
     void set_content(Node* node, const std::string& text);
+    /// What a selection does first: an ID whose first holder has gone is the next one's.
+    void enter_missing_ids(Node* document);
     void make_subset(Node* document, Node* dtd, std::size_t place);
     Node* copy(Node* source, bool deep, std::uint32_t step);
     /// The attributes of copied elements name a document where there is one to name.

@@ -50,12 +50,14 @@ Result get_node(Call& call, xmlNode* node, HostText name, HostText uri) {
 }
 
 /// An attribute xmlns:p="uri" becomes a declaration of the element, unless it declares that prefix
-/// already; the attribute itself stays detached. Gives 0.
+/// already; the attribute itself stays detached. Gives 0. No value for an attribute without a value, and
+/// for an empty URI of a prefix, which no file can hold.
 Result declare(Call& call, xmlNode* element, const xmlAttr* attr) {
     const XmlString uri = attribute_value(attr);
     if (!attr->children || !uri) return no_value;
     // No local name: the default namespace, as xmlns:="" is no XML.
     const xmlChar* const prefix = attr->name && *attr->name ? attr->name : nullptr;
+    if (prefix && !*uri.get()) return no_value;
     if (!declare_namespace(element, uri.get(), prefix)) return failure(VT_OUT_OF_MEMORY);
     _x_NsNormalize(element);
     return call.integer(0);

@@ -12,15 +12,21 @@ namespace valtrosse {
 namespace {
 
 // What is known of a document, as bits. The payload of its entry is the byte of that number: never null.
-enum : std::size_t { as_loaded = 1, ids_in_order = 2, ids_missing = 4, own_records = 8 };
-char facts_of_documents[16];
+enum : std::size_t {
+    as_loaded = 1,
+    ids_in_order = 2,
+    ids_missing = 4,
+    own_records = 8,
+    ids_repeated = 16
+};
+char facts_of_documents[32];
 
 xmlHashTable* documents = nullptr;
 
 // The last document found in the table: nearly every look-up is for the same one.
 std::atomic<const xmlDoc*> last_found = nullptr;
 std::atomic<bool> stale_docs = false;
-// Nearly always false: memory has never run out where it matters for IDs.
+// Nearly always false: memory has never run out where it matters for IDs, and no ID has lost a holder.
 std::atomic<bool> some_lack_ids = false;
 // The last document that was noted as changed: scripts change one document again and again.
 std::atomic<const xmlDoc*> last_changed = nullptr;
@@ -63,7 +69,7 @@ void change_facts(const xmlDoc* doc, std::size_t added, std::size_t removed) {
 }  // namespace
 
 void document_made(xmlDoc* doc) { enter(doc, 0); }
-void document_loaded(xmlDoc* doc) { enter(doc, as_loaded); }
+void document_loaded(xmlDoc* doc) { enter(doc, as_loaded | ids_repeated); }
 
 void document_gone(xmlDoc* doc) {
     SharedStateLock lock;
@@ -105,6 +111,15 @@ void note_ids_missing(xmlDoc* doc) {
 void note_ids_complete(xmlDoc* doc) { change_facts(doc, 0, ids_missing); }
 bool may_lack_ids(const xmlDoc* doc) {
     return some_lack_ids.load() && is_known(doc, ids_missing, true);
+}
+
+void note_ids_repeated(xmlDoc* doc) { change_facts(doc, ids_repeated, 0); }
+void note_ids_unrepeated(xmlDoc* doc) { change_facts(doc, 0, ids_repeated); }
+bool may_repeat_ids(const xmlDoc* doc) { return is_known(doc, ids_repeated, true); }
+
+void note_ids_of_copy(xmlDoc* copy, const xmlDoc* source) {
+    if (may_repeat_ids(source)) note_ids_repeated(copy);
+    if (may_lack_ids(source)) note_ids_missing(copy);
 }
 
 }  // namespace valtrosse

@@ -37,11 +37,22 @@ bool is_as_loaded(const xmlDoc* doc);
 void note_ids_in_order(xmlDoc* doc);
 bool has_ids_in_order(const xmlDoc* doc);
 
-/// Notes that there was no memory to enter an ID into the document's table.
+/// Notes that the document's table of IDs lacks one: there was no memory to enter it, or the first of
+/// several holders of an ID has gone.
 void note_ids_missing(xmlDoc* doc);
 /// Notes that none is missing any more.
 void note_ids_complete(xmlDoc* doc);
 /// Whether the table may lack an ID; true for an unknown document.
 bool may_lack_ids(const xmlDoc* doc);
+
+/// Notes that an ID of the document has more than one holder; a parsed document may have such from the
+/// start.
+void note_ids_repeated(xmlDoc* doc);
+/// Notes that none has.
+void note_ids_unrepeated(xmlDoc* doc);
+/// Whether an ID may have more than one holder; true for an unknown document.
+bool may_repeat_ids(const xmlDoc* doc);
+/// Notes of a copy what is known of the IDs of its source.
+void note_ids_of_copy(xmlDoc* copy, const xmlDoc* source);
 
 }  // namespace valtrosse

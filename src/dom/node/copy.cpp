@@ -1,21 +1,28 @@
 // Copies of trees: cloning and importing.
 #include "dom/node/copy.hpp"
 
+#include <libxml/dict.h>
+#include <libxml/hash.h>
 #include <libxml/parserInternals.h>
 
+#include "dom/doc/copy_dtd.hpp"
 #include "dom/doc/documents.hpp"
 #include "dom/node/free.hpp"
 #include "dom/node/ids.hpp"
 #include "dom/node/namespaces.hpp"
 #include "dom/node/ownership.hpp"
+#include "dom/node/scope.hpp"
 #include "dom/node/tree.hpp"
 #include "plugin/frame.hpp"
 
 namespace valtrosse {
 namespace {
 
-const xmlNode* first_child_to_copy(const xmlNode* node) {
-    return node->type == XML_DTD_NODE ? nullptr : first_child(node);  // libxml2 copies whole DTDs
+/// What of a node's children is copied with it, one by one: of a DTD nothing, since copy_dtd() copies it
+/// whole, but what the text of an entity was parsed into.
+xmlNode* first_child_to_copy(const xmlNode* node) {
+    if (node->type == XML_ENTITY_DECL) return first_owned(node);
+    return node->type == XML_DTD_NODE ? nullptr : first_child(node);
 }
 
 /// One copy in the making. What has been made is a sound tree at any time, so that it can be freed when
@@ -25,14 +32,16 @@ public:
     Copier(xmlNode* source, bool deep, xmlDoc* attribute_doc)
         : source_(source),
           deep_(deep),
-          attribute_doc_(attribute_doc) {}
+          attribute_doc_(attribute_doc),
+          outside_(source->parent) {}
 
     xmlNode* run() {
         root_ = copy_node(source_);
         if (!root_) return nullptr;
         // An attribute is complete already: its text comes with it, deep or not.
         if (deep_ && !is_attribute(source_)) copy_below(source_, root_);
-        if (is_document(root_)) finish_document(reinterpret_cast<xmlDoc*>(root_));
+        if (doc_) finish_document();
+        failed_ |= inside_.incomplete() || outside_.incomplete();
         if (!failed_) return root_;
         _x_freeNode(root_);
         return nullptr;
@@ -48,10 +57,12 @@ private:
                 from = child;
             } else {
                 while (from != top && !from->next) {
+                    inside_.leave(from);
                     from = from->parent;
                     to = to->parent;
                 }
                 if (from == top) return;
+                inside_.leave(from);
                 from = from->next;
                 to = to->parent;
             }
@@ -64,7 +75,8 @@ private:
 
     /// A copy of the node without what hangs below it; null, and failed, where there can be none.
     xmlNode* copy_node(const xmlNode* from) {
-        xmlNode* copy = bare_copy(from);
+        inside_.enter(from);
+        xmlNode* const copy = bare_copy(from);
         failed_ |= copy == nullptr;
         if (!copy) return nullptr;
         if (!root_) root_ = copy;
@@ -76,56 +88,77 @@ private:
         return copy;
     }
 
+    /// In a document that is copied, names come from the dictionary of the copy.
     xmlNode* bare_copy(const xmlNode* from) {
-        const int length =
-            xmlStrlen(from->type == XML_CDATA_SECTION_NODE ? from->content : nullptr);
+        xmlNode* copy = nullptr;
         switch (from->type) {
-            case XML_ELEMENT_NODE: return xmlNewNode(nullptr, from->name);
-            case XML_ATTRIBUTE_NODE: return as_node(xmlNewProp(nullptr, from->name, nullptr));
-            case XML_TEXT_NODE: {
-                xmlNode* text = xmlNewText(from->content);
-                if (text && from->name == xmlStringTextNoenc) text->name = xmlStringTextNoenc;
-                return text;
-            }
-            case XML_CDATA_SECTION_NODE: return xmlNewCDataBlock(nullptr, from->content, length);
-            case XML_PI_NODE: return xmlNewPI(from->name, from->content);
+            case XML_ELEMENT_NODE: copy = xmlNewDocNode(doc_, nullptr, from->name, nullptr); break;
+            case XML_ATTRIBUTE_NODE: return as_node(xmlNewDocProp(doc_, from->name, nullptr));
+            case XML_TEXT_NODE:
+                copy = xmlNewText(from->content);
+                if (copy && from->name == xmlStringTextNoenc) copy->name = xmlStringTextNoenc;
+                return copy;
+            case XML_CDATA_SECTION_NODE:
+                return xmlNewCDataBlock(nullptr, from->content, xmlStrlen(from->content));
+            case XML_PI_NODE: copy = xmlNewDocPI(doc_, from->name, from->content); break;
             case XML_COMMENT_NODE: return xmlNewComment(from->content);
             case XML_DOCUMENT_FRAG_NODE: return xmlNewDocFragment(nullptr);
-            case XML_ENTITY_REF_NODE: {
-                xmlNode* reference = xmlNewReference(nullptr, from->name);
-                if (reference) let_go(reference, nullptr);
-                return reference;
-            }
+            case XML_ENTITY_REF_NODE:
+                copy = xmlNewReference(doc_, from->name);
+                if (copy) complete_reference(from, copy);
+                break;
             case XML_DOCUMENT_NODE:
             case XML_HTML_DOCUMENT_NODE: return copy_document(from);
-            case XML_DTD_NODE: return root_ ? copy_dtd(from) : nullptr;
+            case XML_DTD_NODE: return doc_ ? copy_subset(from) : nullptr;
             default: return nullptr;
         }
+        if (copy) copy->doc = nullptr;
+        return copy;
     }
 
     xmlNode* copy_document(const xmlNode* from) {
-        auto* source = reinterpret_cast<xmlDoc*>(const_cast<xmlNode*>(from));
-        xmlDoc* const doc = xmlCopyDoc(source, 0);
-        document_made(doc);
-        attribute_doc_ = doc;
-        return reinterpret_cast<xmlNode*>(doc);
+        auto* const source = reinterpret_cast<xmlDoc*>(const_cast<xmlNode*>(from));
+        doc_ = xmlCopyDoc(source, 0);
+        if (!doc_) return nullptr;
+        document_made(doc_);
+        note_own_records(doc_);
+        root_ = reinterpret_cast<xmlNode*>(doc_);
+        attribute_doc_ = doc_;
+        if (!source->version) {
+            xmlFree(const_cast<xmlChar*>(doc_->version));  // "1.0" otherwise
+            doc_->version = nullptr;
+        }
+        doc_->properties = source->properties;
+        doc_->parseFlags = source->parseFlags;
+        doc_->dict = xmlDictCreate();
+        failed_ |= !doc_->dict;
+        if (deep_ && source->extSubset) {
+            doc_->extSubset = copy_dtd(source->extSubset);
+            failed_ |= !doc_->extSubset;
+            // It hangs nowhere: its field alone says whose it is.
+            if (doc_->extSubset) doc_->extSubset->doc = doc_;
+        }
+        return root_;
     }
 
-    xmlNode* copy_dtd(const xmlNode* from) {
-        auto* source = reinterpret_cast<xmlDtd*>(const_cast<xmlNode*>(from));
-        xmlDtd* const dtd = xmlCopyDtd(source);
-        auto* const doc = reinterpret_cast<xmlDoc*>(root_);
-        if (source == reinterpret_cast<xmlDoc*>(source_)->intSubset) doc->intSubset = dtd;
+    xmlNode* copy_subset(const xmlNode* from) {
+        const auto* const source = reinterpret_cast<const xmlDtd*>(from);
+        xmlDtd* const dtd = copy_dtd(source);
+        if (source == reinterpret_cast<xmlDoc*>(source_)->intSubset) doc_->intSubset = dtd;
         return reinterpret_cast<xmlNode*>(dtd);
+    }
+
+    /// A reference has a declaration and a text where the source has them, and in a document alone.
+    void complete_reference(const xmlNode* from, xmlNode* copy) {
+        if (!doc_ || !from->children || first_child(from)) let_go(copy, nullptr);
+        if (!doc_ || !from->content) copy->content = nullptr;
+        if (doc_ && own_text(from)) failed_ |= !give_own_text(copy, own_text(from));
     }
 
     void complete_element(const xmlNode* from, xmlNode* copy) {
         copy->line = from->line;
-        if (from->nsDef) {
-            copy->nsDef = xmlCopyNamespaceList(from->nsDef);
-            failed_ |= copy->nsDef == nullptr;
-        }
-        copy_namespace(from->ns, copy, deep_);
+        copy_declarations(from->nsDef, copy->nsDef);
+        copy_namespace(from->ns, from, copy, deep_);
         xmlAttr* last = nullptr;
         for (const xmlAttr* attr = from->properties; attr && !failed_; attr = attr->next) {
             auto* const attr_copy =
@@ -138,54 +171,75 @@ private:
         }
     }
 
+    void copy_declarations(xmlNs* from, xmlNs*& place) {
+        xmlNs** next = &place;
+        for (; from; from = from->next) {
+            xmlNs* const copy = xmlCopyNamespace(from);
+            *next = copy;
+            failed_ |= !copy || (from->href && !copy->href) || (from->prefix && !copy->prefix);
+            if (failed_) return;
+            next = &copy->next;
+        }
+    }
+
     void complete_attribute(const xmlAttr* from, xmlNode* copy) {
-        copy_namespace(from->ns, copy, true);
+        copy_namespace(from->ns, from->parent, copy, true);
         copy_below(reinterpret_cast<const xmlNode*>(from), copy);
-        if (copy == root_) return;
+        if (copy == root_) {
+            copy->doc = nullptr;
+            return;
+        }
         for (xmlNode* part = copy; part; part = next_in_subtree(part, copy))
             part->doc = attribute_doc_;
+        // finish_document() enters those that are marked as IDs.
+        if (doc_) reinterpret_cast<xmlAttr*>(copy)->atype = from->atype;
     }
 
     /// Every namespace of a copy is a private record. With `declare`, one that is declared outside of
     /// what is copied is declared on the copied root as well, so that the copy keeps it under any
-    /// parent and can be serialised by itself.
-    void copy_namespace(const xmlNs* ns, xmlNode* copy, bool declare) {
+    /// parent and can be serialised by itself. at: the source's element that the namespace is for.
+    void copy_namespace(const xmlNs* ns, const xmlNode* at, xmlNode* copy, bool declare) {
         if (!ns) return;
         copy->ns = _x_xmlNewNsPriv(ns->href, ns->prefix);
         failed_ |= copy->ns == nullptr;
-        if (declare && is_element(root_) && is_declared_outside(ns))
+        if (declare && is_element(root_) && !inside_.find(at, ns->prefix) &&
+            outside_.declares(ns->prefix, ns->href))
             failed_ |= !declare_namespace(root_, ns->href, ns->prefix);
     }
 
-    bool is_declared_outside(const xmlNs* ns) {
-        if (ns == last_looked_up_) return last_was_outside_;
-        last_looked_up_ = ns;
-        last_was_outside_ = false;
-        for (const xmlNode* node = source_->parent; node; node = node->parent)
-            for (const xmlNs* other = is_element(node) ? node->nsDef : nullptr; other;
-                 other = other->next)
-                last_was_outside_ |= other == ns;
-        return last_was_outside_;
+    /// 1. Copies what the text of entities was parsed into, now that all entities are there.
+    /// 2. Enters the IDs.
+    /// 3. Clears the document's own doc field: the nodes of a copied document name no document.
+    void finish_document() {
+        const auto* const source = reinterpret_cast<xmlDoc*>(source_);
+        copy_entity_contents(source->intSubset, doc_->intSubset);
+        copy_entity_contents(source->extSubset, doc_->extSubset);
+        if (source->ids) failed_ |= !enter_marked(doc_);
+        note_ids_of_copy(doc_, source);
+        doc_->doc = nullptr;
     }
 
-    /// The nodes of a copied document name no document; its IDs answer all the same.
-    void finish_document(xmlDoc* doc) {
-        doc->doc = nullptr;
-        note_own_records(doc);
-        const auto* const source = reinterpret_cast<xmlDoc*>(source_);
-        if (!source->ids && !may_lack_ids(source)) return;
-        visit_subtree(root_, [&](xmlNode* node) {
-            if (is_attribute(node)) failed_ |= !add_id(doc, reinterpret_cast<xmlAttr*>(node));
-        });
+    void copy_entity_contents(const xmlDtd* from, const xmlDtd* to) {
+        if (!from || !to) return;
+        for (const xmlNode* child = from->children; child && !failed_; child = child->next) {
+            const auto* const entity = reinterpret_cast<const xmlEntity*>(child);
+            if (child->type != XML_ENTITY_DECL || !first_child_to_copy(child)) continue;
+            auto* const copy = static_cast<xmlEntity*>(
+                xmlHashLookup(static_cast<xmlHashTable*>(to->entities), entity->name));
+            if (!copy) continue;
+            copy->owner = entity->owner;
+            copy_below(child, reinterpret_cast<xmlNode*>(copy));
+        }
     }
 
     xmlNode* source_;
     bool deep_;
     xmlDoc* attribute_doc_;
+    Scope outside_;          // what the source's ancestors declare
+    Scope inside_{nullptr};  // what the source declares down to the node that is being copied
     xmlNode* root_ = nullptr;
+    xmlDoc* doc_ = nullptr;  // the copied document, when it is one
     bool failed_ = false;
-    const xmlNs* last_looked_up_ = nullptr;
-    bool last_was_outside_ = false;
 };
 
 bool can_be_copied(const xmlNode* node) {

@@ -42,8 +42,10 @@ bool Departure::make_private(xmlNode* node) {
 bool Departure::prepare(xmlNode* root, bool comes_back) {
     root_ = root;
     doc_ = document_for_lookup(root);
-    for (xmlNode* node = root; node; node = next_owned(node, root))
+    for (xmlNode* node = root; node; node = next_owned(node, root)) {
         if (!make_private(node) || !(comes_back || own_strings(node, doc_))) return false;
+        if (node->type == XML_ENTITY_REF_NODE && !own_declared_text(node, doc_)) return false;
+    }
     return true;
 }
 

@@ -16,7 +16,9 @@ namespace {
 /// Releases what libxml2 does not free with this node, or makes it do so.
 void release_own_records(xmlNode* node) {
     if (_x_hasNsPriv(node)) xmlFreeNs(std::exchange(node->ns, nullptr));
-    if (node->type == XML_ENTITY_REF_NODE && first_child(node)) {
+    if (node->type != XML_ENTITY_REF_NODE) return;
+    if (own_text(node)) release_own_text(node);
+    if (first_child(node)) {
         // libxml2 never frees what hangs below a reference; below a fragment it does.
         node->type = XML_DOCUMENT_FRAG_NODE;
         node->content = nullptr;
@@ -66,7 +68,12 @@ void free_document(xmlDoc* doc) {
     for (xmlNode* part : {node, reinterpret_cast<xmlNode*>(doc->extSubset)}) {
         if (!part) continue;
         forget_held_subtree(part);
-        if (may_have_own_records(doc)) visit_subtree(part, release_own_records);
+        if (may_have_own_records(doc))
+            visit_subtree(part, [doc](xmlNode* owned) {
+                release_own_records(owned);
+                // libxml2 looks for the dictionary there. The nodes of a copied document name none.
+                owned->doc = doc;
+            });
     }
     free_additional_dtds(doc);
     document_gone(doc);

@@ -2,6 +2,8 @@
 
 #include <libxml/parser.h>
 
+#include <utility>
+
 #include "dom/doc/documents.hpp"
 #include "dom/node/text.hpp"
 #include "dom/node/tree.hpp"
@@ -9,7 +11,8 @@
 namespace valtrosse {
 namespace {
 
-constexpr auto no_type = static_cast<xmlAttributeType>(0);
+// Of an attribute that is in no table.
+constexpr auto no_attribute_type = static_cast<xmlAttributeType>(0);
 
 /// Blanks as libxml2 normalises them in values of type ID: none at the ends, one between words.
 void collapse_blanks(xmlChar* text) {
@@ -39,19 +42,8 @@ void remove_if_of_attribute(void* id, void* data, const xmlChar* name, const xml
         xmlHashRemoveEntry(search->table, name, free_id);
 }
 
-}  // namespace
-
-void remove_id(xmlDoc* doc, xmlAttr* attr) {
-    if (attr->atype != XML_ATTRIBUTE_ID) return;
-    attr->atype = no_type;
-    if (!doc || !doc->ids || xmlRemoveID(doc, attr) == 0) return;
-    // The entry stands under another text than the attribute's value normalises to.
-    Search search{static_cast<xmlHashTable*>(doc->ids), attr};
-    xmlHashScanFull(search.table, remove_if_of_attribute, &search);
-}
-
-bool add_id(xmlDoc* doc, xmlAttr* attr) {
-    if (attr->atype == XML_ATTRIBUTE_ID || xmlIsID(doc, attr->parent, attr) != 1) return true;
+/// Enters an attribute that is an ID and in no table.
+bool enter_id(xmlDoc* doc, xmlAttr* attr) {
     const XmlString value = attribute_value(attr);
     if (!value) return false;
     collapse_blanks(value.get());
@@ -59,7 +51,11 @@ bool add_id(xmlDoc* doc, xmlAttr* attr) {
         return static_cast<xmlID*>(
             xmlHashLookup(static_cast<xmlHashTable*>(doc->ids), value.get()));
     };
-    if (*value == 0 || entry_of_value()) return true;
+    if (*value == 0) return true;
+    if (entry_of_value()) {
+        note_ids_repeated(doc);
+        return true;
+    }
     // Outside of the dictionary, which would keep each of the keys until the document ends.
     if (!doc->ids) doc->ids = xmlHashCreate(0);
     if (!doc->ids) return false;
@@ -67,8 +63,27 @@ bool add_id(xmlDoc* doc, xmlAttr* attr) {
     if (id && entry_of_value() == id) return true;
     // Without memory for its name an entry stays in the table, where nothing finds it.
     if (id) id->attr = nullptr;
-    attr->atype = no_type;
+    attr->atype = no_attribute_type;
     return false;
+}
+
+}  // namespace
+
+void remove_id(xmlDoc* doc, xmlAttr* attr) {
+    if (attr->atype != XML_ATTRIBUTE_ID) return;
+    attr->atype = no_attribute_type;
+    if (!doc || !doc->ids) return;
+    // Another attribute may have the value, and answers from now on.
+    if (may_repeat_ids(doc)) note_ids_missing(doc);
+    if (xmlRemoveID(doc, attr) == 0) return;
+    // The entry stands under another text than the attribute's value normalises to.
+    Search search{static_cast<xmlHashTable*>(doc->ids), attr};
+    xmlHashScanFull(search.table, remove_if_of_attribute, &search);
+}
+
+bool add_id(xmlDoc* doc, xmlAttr* attr) {
+    if (attr->atype == XML_ATTRIBUTE_ID || xmlIsID(doc, attr->parent, attr) != 1) return true;
+    return enter_id(doc, attr);
 }
 
 void add_id_or_note(xmlDoc* doc, xmlAttr* attr) {
@@ -77,22 +92,37 @@ void add_id_or_note(xmlDoc* doc, xmlAttr* attr) {
 
 bool enter_missing_ids(xmlDoc* doc) {
     if (!may_lack_ids(doc)) return true;
+    note_ids_unrepeated(doc);
     auto* const root = reinterpret_cast<xmlNode*>(doc);
     for (xmlNode* node = root; node; node = next_in_subtree(node, root))
         for (xmlAttr* attr = first_attribute(node); attr; attr = attr->next)
-            if (!add_id(doc, attr)) return false;
+            if (!add_id(doc, attr)) {
+                note_ids_repeated(doc);
+                return false;
+            }
     note_ids_complete(doc);
     return true;
 }
 
 void restore_marks(xmlDoc* doc) {
     visit_subtree(reinterpret_cast<xmlNode*>(doc), [](xmlNode* node) {
-        if (is_attribute(node)) reinterpret_cast<xmlAttr*>(node)->atype = no_type;
+        if (is_attribute(node)) reinterpret_cast<xmlAttr*>(node)->atype = no_attribute_type;
     });
     const auto mark = [](void* id, void*, const xmlChar*) {
         if (xmlAttr* attr = static_cast<xmlID*>(id)->attr) attr->atype = XML_ATTRIBUTE_ID;
     };
     xmlHashScan(static_cast<xmlHashTable*>(doc->ids), mark, nullptr);
+}
+
+bool enter_marked(xmlDoc* doc) {
+    bool entered = true;
+    visit_subtree(reinterpret_cast<xmlNode*>(doc), [&](xmlNode* node) {
+        if (!is_attribute(node)) return;
+        auto* const attr = reinterpret_cast<xmlAttr*>(node);
+        if (std::exchange(attr->atype, no_attribute_type) == XML_ATTRIBUTE_ID)
+            entered &= enter_id(doc, attr);
+    });
+    return entered;
 }
 
 AttributeTextChange::AttributeTextChange(xmlNode* node) {

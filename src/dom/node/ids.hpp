@@ -6,7 +6,8 @@
 
 namespace valtrosse {
 
-/// Drops the attribute's entry, if it has one.
+/// Drops the attribute's entry, if it has one. Another attribute with its value is entered in its place
+/// by enter_missing_ids().
 void remove_id(xmlDoc* doc, xmlAttr* attr);
 /// Enters the attribute of an element of doc where it is an ID there. The first holder of a value
 /// keeps it. False without memory.
@@ -19,6 +20,10 @@ bool enter_missing_ids(xmlDoc* doc);
 
 /// Marks exactly those attributes of the document as IDs that stand in its table.
 void restore_marks(xmlDoc* doc);
+
+/// Enters exactly those attributes of the document that are marked as IDs; its table has none of them.
+/// False without memory.
+bool enter_marked(xmlDoc* doc);
 
 /// A change of the text below an attribute: the table finds an entry by the attribute's value, so the
 /// entry goes before the change and comes back after it. Does nothing for a node that hangs under no

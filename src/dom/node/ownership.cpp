@@ -47,10 +47,30 @@ bool own_strings(xmlNode* node, const xmlDoc* doc) {
 
 void let_go(xmlNode* node, xmlDoc* doc) {
     if (is_attribute(node)) remove_id(doc, reinterpret_cast<xmlAttr*>(node));
-    if (node->type == XML_ENTITY_REF_NODE) {
-        if (!first_child(node)) node->children = node->last = nullptr;
-        node->content = nullptr;
-    }
+    if (node->type == XML_ENTITY_REF_NODE && !first_child(node))
+        node->children = node->last = nullptr;
+}
+
+bool own_declared_text(xmlNode* reference, xmlDoc* doc) {
+    if (own_text(reference)) return true;
+    const xmlEntity* const entity = xmlGetDocEntity(doc, reference->name);
+    const xmlChar* const text =
+        reference->content || !entity ? reference->content : entity->content;
+    if (!text) return true;
+    if (doc) note_own_records(doc);
+    return give_own_text(reference, text);
+}
+
+bool give_own_text(xmlNode* reference, const xmlChar* text) {
+    xmlChar* const copy = xmlStrdup(text);
+    if (copy) reference->psvi = reference->content = copy;
+    return copy != nullptr;
+}
+
+void release_own_text(xmlNode* reference) {
+    xmlFree(reference->psvi);
+    reference->psvi = nullptr;
+    reference->content = nullptr;
 }
 
 void adopt(xmlNode* root, const xmlNode* parent) {
@@ -67,7 +87,8 @@ void adopt(xmlNode* root, const xmlNode* parent) {
         if (!doc) return;
         if (is_attribute(node) && node->parent)
             add_id_or_note(doc, reinterpret_cast<xmlAttr*>(node));
-        if (node->type == XML_ENTITY_REF_NODE && first_child(node)) note_own_records(doc);
+        if (node->type == XML_ENTITY_REF_NODE && (first_child(node) || own_text(node)))
+            note_own_records(doc);
     });
 }
 

@@ -1,7 +1,8 @@
 // Who owns what when nodes move.
 //
 // A node outside any document owns all it points at: its strings are on the heap, not in a document's
-// dictionary; it stands in no ID table; an entity reference has let go of its declaration. Its doc
+// dictionary; it stands in no ID table; an entity reference has let go of its declaration, and has a
+// text of its own in the place of the declaration's. Its doc
 // field is a value for scripts, which may name a document that is gone or something that is no
 // document: nobody reads through it. A node in a document names that document in its doc field (in a
 // cloned document: none), and so do its attributes and their text.
@@ -25,6 +26,17 @@ bool own_strings(xmlNode* node, const xmlDoc* doc);
 /// Takes from one node or attribute what it has only in doc (null: none): its entry in the table of
 /// IDs, and the declaration of an entity.
 void let_go(xmlNode* node, xmlDoc* doc);
+
+/// The text that an entity reference owns, or null: its content is the declaration's own otherwise, or
+/// none. libxml2 frees neither.
+inline xmlChar* own_text(const xmlNode* reference) {
+    return static_cast<xmlChar*>(reference->psvi);
+}
+/// Gives a reference that owns none a copy of the text. False without memory.
+bool give_own_text(xmlNode* reference, const xmlChar* text);
+/// The same with the text that doc (null: none) declares for the entity, where it does.
+bool own_declared_text(xmlNode* reference, xmlDoc* doc);
+void release_own_text(xmlNode* reference);
 
 /// Makes a subtree name the same document as the parent it is about to hang under and, where that one
 /// is in a document, enters its IDs. The subtree is outside any document.

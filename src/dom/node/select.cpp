@@ -145,23 +145,26 @@ bool may_go_through_document(std::string_view expression) {
 }
 
 /// Cuts entity references off from their declarations: the context node, if it is one, whose axes child
-/// and descendant would go through the DTD and out of it; and those of a document, null for none, as
-/// libxml2's axes following and preceding walk through a reference into the DTD, and from its end to
+/// and descendant would go through the DTD and out of it; and, with `whole_tree`, all those of its tree,
+/// as libxml2's axes following and preceding walk through a reference into the DTD, and from its end to
 /// the root element again, without end.
 class ClosedReferences {
 public:
-    ClosedReferences(xmlNode* context, xmlDoc* doc) : context_(context), doc_(doc) {
+    ClosedReferences(xmlNode* context, bool whole_tree)
+        : context_(context),
+          whole_tree_(whole_tree) {
         for_references([](xmlNode* reference) {
             if (!reference->children || !is_declaration(reference->children)) return;
-            reference->psvi = std::exchange(reference->children, nullptr);
-            reference->last = nullptr;
+            // The declaration waits in a field that libxml2 uses for elements alone.
+            reference->properties = reinterpret_cast<xmlAttr*>(reference->children);
+            reference->children = reference->last = nullptr;
         });
     }
     ~ClosedReferences() {
         for_references([](xmlNode* reference) {
-            if (!reference->psvi) return;
-            reference->children = reference->last = static_cast<xmlNode*>(reference->psvi);
-            reference->psvi = nullptr;
+            if (!reference->properties) return;
+            reference->children = reference->last = as_node(reference->properties);
+            reference->properties = nullptr;
         });
     }
     ClosedReferences(const ClosedReferences&) = delete;
@@ -170,18 +173,19 @@ public:
 private:
     template <typename Visit>
     void for_references(Visit visit) {
-        if (context_->type == XML_ENTITY_REF_NODE) visit(context_);
-        if (!doc_ || (!doc_->intSubset && !doc_->extSubset)) return;
-        for (xmlNode* part :
-             {reinterpret_cast<xmlNode*>(doc_), reinterpret_cast<xmlNode*>(doc_->extSubset)})
-            if (part)
-                visit_subtree(part, [visit](xmlNode* node) {
-                    if (node->type == XML_ENTITY_REF_NODE) visit(node);
-                });
+        const auto visit_references = [visit](xmlNode* node) {
+            if (node->type == XML_ENTITY_REF_NODE) visit(node);
+        };
+        visit_references(context_);
+        if (!whole_tree_) return;
+        visit_subtree(const_cast<xmlNode*>(topmost(context_)), visit_references);
+        const xmlDoc* const doc = containing_document(context_);
+        if (doc && doc->extSubset)
+            visit_subtree(reinterpret_cast<xmlNode*>(doc->extSubset), visit_references);
     }
 
     xmlNode* context_;
-    xmlDoc* doc_;
+    bool whole_tree_;
 };
 
 /// The nodes that the XPath expression `string` selects from `node`, in document order, as a handle
@@ -195,10 +199,9 @@ Result select_nodes(Call& call, xmlNode* node, HostText string) {
     clear_stale_docs(node);
     if (xmlDoc* const doc = document_for_lookup(node))
         if (!enter_missing_ids(doc)) return failure(VT_OUT_OF_MEMORY);
-    const Surroundings around(node);
     const std::string_view text(expression.c_str(), expression.length());
-    const ClosedReferences closed(node,
-                                  may_go_through_document(text) ? around.document() : nullptr);
+    const ClosedReferences closed(node, may_go_through_document(text));
+    const Surroundings around(node);
     const XmlOwned<xmlXPathContext> context(xmlXPathNewContext(around.document()));
     if (!context) return no_value;
     context->node = node;

@@ -93,6 +93,17 @@ TEST_F(Dtds, validation_reads_the_external_subset_next_to_the_document) {
         EXPECT_EQ(first_child(doc), handle_of(doc_of(doc)->intSubset));
         EXPECT_EQ(doc_of(doc)->extSubset, nullptr);
     }
+    // A path that is no URI: with a blank, with letters outside of ASCII, with a percent sign.
+    std::filesystem::create_directories(folder.path() + "/my dir");
+    for (const std::string file : {"my dir/x.dtd", "my dir/\u00e9.dtd", "50% \u00e9", "a%41"}) {
+        const std::string path = write("/" + file, "<!ELEMENT a (b)>");
+        const Handle doc = load_file(
+            write("/y.xml", "<!DOCTYPE a SYSTEM '" + (file[0] == 'm' ? path : file) + "'><a/>"));
+        EXPECT_EQ(report(doc).empty(), file == "a%41") << file;
+        const Handle dtd = get("xmlDOMDocLoadDoctype", "", path);
+        EXPECT_EQ(dtd == 0, file == "a%41");
+        if (dtd) free_node(dtd);
+    }
     // From text there is no folder, until a script names one.
     const Handle doc = load("<!DOCTYPE a SYSTEM 'x.dtd'><a></a>");
     EXPECT_EQ(report(doc), "");
@@ -158,6 +169,71 @@ TEST_F(Dtds, validation_leaves_ids_as_they_were) {
         free(doc);
         EXPECT_EQ(dump(root(other)), "<r><i k=\"two\" x=\"one\"/></r>");
     }
+}
+
+TEST_F(Dtds, ids_that_validation_finds_in_a_document_without_any) {
+    const TempFile dtd("found.dtd", "<!ELEMENT r ANY><!ATTLIST r k ID #IMPLIED>");
+    const Handle doc = load("<!DOCTYPE r SYSTEM '" + dtd.path() + "'><r k='a'><r k='b'/></r>");
+    EXPECT_EQ(by_id(doc, "a b"), "");
+    EXPECT_EQ(report(doc), "");
+    EXPECT_EQ(by_id(doc, "a b"), "r r ");
+    const Handle inner = first_child(root(doc));
+    unlink(inner);
+    EXPECT_EQ(by_id(doc, "a b"), "r ");
+    EXPECT_EQ(report(doc), "");
+    free_node(inner);
+}
+
+// A clone is saved, dumped, validated, read and searched as its original.
+TEST_F(Dtds, clones_are_as_their_originals) {
+    const TempFile external("clone.dtd",
+                            "<!ELEMENT r (a, (b | c)*, d?, e)><!ELEMENT a (#PCDATA|b|c|d|e)*>"
+                            "<!ATTLIST b k ID #REQUIRED><!ENTITY x 'outside &in;'><!--outside-->");
+    const std::string inside =
+        "[<!ELEMENT r (a, (b | c)*, d?, e)><!ELEMENT a (#PCDATA|b|c|d|e)*><!ELEMENT b EMPTY>"
+        "<!ELEMENT c ((a,b)|(b,(c,d,e)+))><!--c--><?p i?><?p?><!ELEMENT d ANY><!ELEMENT e ANY>"
+        "<!ATTLIST b k ID #REQUIRED m CDATA #FIXED 'f' n (x|y|z) 'y' xmlns:q CDATA #IMPLIED>"
+        "<!ENTITY in 'I<b k=\"in\"/>&deep;'><!ENTITY deep 'D'><!ENTITY % pe 'x'>"
+        "<!ENTITY un SYSTEM 'u' NDATA gif><!NOTATION gif PUBLIC 'p' 's'>]>";
+    const std::string documents[] = {
+        "<?xml version='1.0' encoding='ISO-8859-1' standalone='no'?><!DOCTYPE r " + inside +
+            "<r><a>1&in;2<b k='one'/></a><b k='two'/><c><a/><b k='3'/></c><d w='&deep;'/><e/></r>",
+        "<!DOCTYPE r " + inside + "<r><a><b/></a><b k='two' m='g'/><d w='&deep;'/><c/></r>",
+        "<!DOCTYPE r SYSTEM '" + external.path() +
+            "' [<!ENTITY in 'I'>]>"
+            "<r><a>1&x;2<b k='one'/></a><b k='two'/><b k='two'/><e/></r>",
+        "<r xmlns:p='u'><p:a xml:id='one' p:k='v'/></r>",
+    };
+    for (const std::uint32_t external_too : {0U, 1U})
+        for (const std::string& source : documents) {
+            xmlLoadExtDtdDefaultValue = static_cast<int>(external_too);
+            const Handle doc = load(source);
+            ASSERT_NE(doc, 0U);
+            const auto facts = [&](Handle of) {
+                const TempFile file;
+                get("xmlDOMDocSaveXMLFile", of, file.path());
+                std::string all = file.content() + xml(of);
+                for (const Handle node : select(of, "//text() | //@* | //processing-instruction()"))
+                    all += value(node) + '|';
+                for (const char* id : {"one", "two", "3", "in"})
+                    all += by_id(of, id) + name(holder(of, id)) + ' ';
+                for (const char* element : {"//b", "//d"})
+                    for (const Handle node : select(of, element))
+                        for (const char* wanted : {"k", "m", "n", "w"})
+                            all += text("xmlDOMElementGetAttribute", node, wanted) + '|';
+                return all + report(of) + properties("xmlDOMDocGetProperty", of, 4);
+            };
+            const Handle copy = keep(clone(doc)), again = keep(clone(copy));
+            const std::string wanted = facts(doc);
+            EXPECT_EQ(facts(copy), wanted);
+            free(doc);
+            EXPECT_EQ(facts(again), wanted);
+            // Its nodes leave it as those of other documents do.
+            const Handle left = unlink(first_child(root(again)));
+            free(again);
+            EXPECT_EQ(xml(left), xml(first_child(root(copy))));
+            free_node(left);
+        }
 }
 
 TEST_F(Dtds, made_and_attached) {

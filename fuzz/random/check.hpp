@@ -23,6 +23,9 @@ inline Handle handle_of(const void* object) {
 /// Gives the nodes of a new tree of the model the handles of the real one. Throws Mismatch.
 void bind(Forest& forest, Node* node, Handle handle);
 
+/// Makes the IDs of a real document those of the model's. Throws Mismatch for one that no attribute has.
+void take_over_ids(const Forest& forest, Node* document);
+
 /// Compares every live tree, with all links both ways, namespaces, owners and IDs. Throws Mismatch.
 void check_trees(const Forest& forest);
 

@@ -167,8 +167,8 @@ void Session::absorb_meta(Node* document) {
 }
 
 Expected Session::transform(const Args& args) {
-    const bool works = args.units[0] == u"$/in.xml" && args.units[1] == u"$/copy.xsl" &&
-                       can_write(args.texts[2]);
+    const bool works =
+        args.units[0] == u"$/in.xml" && args.units[1] == u"$/copy.xsl" && can_write(args.texts[2]);
     if (!works) return none();
     return {.kind = Expected::Kind::file_size, .path = args.texts[2]};
 }
@@ -233,8 +233,12 @@ Expected Session::set_doctype_property(const Args& args) {
 // ---- DTDs ---------------------------------------------------------------------------------------
 
 Expected Session::validate(const Args& args) {
-    if (!args.nodes[0]->is_document()) return none();
-    return {.kind = Expected::Kind::some_text};
+    Node* const document = args.nodes[0];
+    if (!document->is_document()) return none();
+    Expected expected{.kind = Expected::Kind::some_text};
+    if (!document->has_id_table)
+        expected.then = [this, document] { take_over_ids(forest_, document); };
+    return expected;
 }
 
 Expected Session::create_doctype(const Args& args) {

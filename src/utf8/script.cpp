@@ -4,17 +4,24 @@
 namespace valtrosse {
 namespace {
 
-/// The UTF-8 bytes of `string`, as a blob without terminator.
+/// The UTF-8 bytes of `string`, as a blob without terminator. 62 for more than 0x40000000 bytes.
 Result encode(Call& call, HostText string) {
     const Utf8 utf8(call, string);
-    if (utf8.failed()) return utf8.failure();
-    return call.blob(utf8.text(), utf8.length());
+    if (!utf8.failed()) return call.blob(utf8.text(), utf8.length());
+    // The largest blob is allowed. Its terminator makes it larger than any block.
+    std::uint32_t length = 0;
+    if (utf8.failure().status == VT_TOO_LARGE)
+        TOVIKUTF8_ToUTF8(string.units, string.count, nullptr, 0, &length);
+    return length == 0x40000000 ? failure(VT_OUT_OF_MEMORY) : utf8.failure();
 }
 
 /// The text of the UTF-8 bytes `blob`; no value when they are malformed, 62 for a character above
-/// U+FFFF.
-Result decode(Call& call, Blob blob) {
-    const Result result = utf8_value(call, blob.data, blob.length);
+/// U+FFFF. A 33 of the host, too, is no value.
+Result decode(Call& call, Deferred<Blob> argument) {
+    Blob blob{};
+    const vt_status status = argument.read(call, blob);
+    const Result result =
+        status == VT_OK ? utf8_value(call, blob.data, blob.length) : failure(status);
     return result.status == VT_MALFORMED ? no_value : result;
 }
 

@@ -16,12 +16,29 @@ VALTROSSE_EXPORT xmlChar* _x_destroyOutputTempFile(std::FILE* file);
 
 namespace valtrosse {
 
-/// What a report file holds from its start to its present position, up to the first zero byte: null
-/// when nothing was written or the position cannot be told, the empty text when it is over 4998 bytes.
-XmlString report_text(std::FILE* file);
+/// What libxml2 reports, written as to a file but kept in memory: the beginning of it, since a longer
+/// report than max_length is not handed over.
+class Report {
+public:
+    static constexpr long max_length = 4998;
 
-/// The same capture for the length of one parse of ours. Its file is kept, emptied, for the next parse:
-/// making and closing one costs as much as parsing a small document.
+    Report();
+    ~Report();
+    Report(const Report&) = delete;
+    Report& operator=(const Report&) = delete;
+
+    /// For fprintf; null without memory.
+    std::FILE* file() const { return file_; }
+    /// What was written, up to the first zero byte: null when nothing was, the empty text when it is
+    /// over 4998 bytes. There must be a file.
+    const char* text() const;
+
+private:
+    char text_[max_length + 3] = {};  // room for what tells a longer report, and a zero
+    std::FILE* file_;
+};
+
+/// The same capture as above for the length of one parse of ours.
 class Capture {
 public:
     Capture();
@@ -33,7 +50,8 @@ public:
     XmlString finish();
 
 private:
-    std::FILE* file_;
+    Report report_;
+    bool finished_ = false;
 };
 
 }  // namespace valtrosse

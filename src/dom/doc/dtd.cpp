@@ -1,6 +1,5 @@
 // DTDs of their own and DTDs of documents.
-#include <libxml/parser.h>
-
+#include "dom/doc/parse_dtd.hpp"
 #include "dom/node/free.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/node/tree.hpp"
@@ -20,10 +19,10 @@ Result dtd_value(Call& call, xmlDtd* dtd) {
 Result create(Call& call, HostText name) {
     const Utf8 text(call, name);
     if (text.failed()) return text.failure();
-    xmlDtd* const dtd = xmlNewDtd(nullptr, text.text(), nullptr, nullptr);
+    xmlDtd* dtd = xmlNewDtd(nullptr, text.text(), nullptr, nullptr);
     if (dtd && !dtd->name) {
         xmlFreeDtd(dtd);
-        return failure(VT_OUT_OF_MEMORY);
+        dtd = nullptr;
     }
     return dtd_value(call, dtd);
 }
@@ -35,7 +34,7 @@ Result load(Call& call, HostText public_id, HostText system_id) {
     const Utf8 system(call, system_id);
     if (system.failed()) return system.failure();
     return dtd_value(call,
-                     xmlParseDTD(external.length() > 0 ? external.text() : nullptr, system.text()));
+                     parse_dtd(external.length() > 0 ? external.text() : nullptr, system.text()));
 }
 
 /// Makes `dtd` the internal subset of an XML document that has none, and its property; gives 0. No

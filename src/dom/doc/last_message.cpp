@@ -14,12 +14,12 @@ Result get(Call& call, HandleOrZero<xmlNode> node) {
     return message ? report_value(call, message.get()) : no_value;
 }
 
-/// Stores `msg` where get() finds it; gives 0.
+/// Stores `msg` where get() finds it; gives 0. Without memory the message before it stays.
 Result set(Call& call, HandleOrZero<xmlNode> node, HostText msg) {
     if (msg.absent()) return no_value;
     const Utf8 text(call, msg);
     if (text.failed()) return text.failure();
-    if (!store_message(node.object, call.context(), text.text())) return failure(VT_OUT_OF_MEMORY);
+    _x_addMsgCopy(node.object, call.context(), text.text());
     return call.integer(0);
 }
 

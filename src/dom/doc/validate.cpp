@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "dom/doc/capture.hpp"
+#include "dom/doc/parse_dtd.hpp"
 #include "dom/doc/report.hpp"
 #include "dom/node/ids.hpp"
 #include "dom/node/tree.hpp"
@@ -27,7 +28,6 @@ namespace valtrosse {
 namespace {
 
 struct Release {
-    void operator()(std::FILE* file) const { std::fclose(file); }
     void operator()(xmlValidCtxt* context) const { xmlFreeValidCtxt(context); }
     void operator()(xmlDtd* dtd) const { xmlFreeDtd(dtd); }
 };
@@ -53,7 +53,8 @@ bool is_deeper_than(const xmlNode* root, int levels) {
 }
 
 /// Keeps the table of IDs of a document across a validation, which makes one of its own, and its
-/// dictionary from the keys of that table and of the one of references.
+/// dictionary from the keys of that table and of the one of references. A document without IDs has
+/// those that validation found, under their values: libxml2 enters them as they would be written.
 class KeptIds {
 public:
     explicit KeptIds(xmlDoc* doc) : doc_(doc), ids_(doc->ids), dict_(doc->dict) {
@@ -61,13 +62,17 @@ public:
         doc->dict = nullptr;
     }
     ~KeptIds() {
-        if (doc_->ids) xmlFreeIDTable(static_cast<xmlIDTable*>(doc_->ids));
+        const bool found = doc_->ids != nullptr;
+        if (found) xmlFreeIDTable(static_cast<xmlIDTable*>(doc_->ids));
         // References name attributes without owning them; validation is all that reads them.
         if (doc_->refs) xmlFreeRefTable(static_cast<xmlRefTable*>(doc_->refs));
         doc_->refs = nullptr;
         doc_->ids = ids_;
         doc_->dict = dict_;
-        restore_marks(doc_);
+        if (ids_)
+            restore_marks(doc_);
+        else if (found)
+            enter_marked(doc_);
     }
     KeptIds(const KeptIds&) = delete;
     KeptIds& operator=(const KeptIds&) = delete;
@@ -89,7 +94,7 @@ bool is_valid(xmlDoc* doc, xmlValidCtxt* context) {
     const KeptIds kept(doc);
     if (!doc->intSubset || !doc->intSubset->SystemID) return xmlValidateDocument(context, doc) == 1;
     const XmlString path(_x_pathFromDocDtdPaths(doc->URL, doc->intSubset->SystemID));
-    const Owned<xmlDtd> dtd(xmlParseDTD(nullptr, path.get()));
+    const Owned<xmlDtd> dtd(parse_dtd(nullptr, path.get()));
     return xmlValidateDtd(context, doc, dtd.get()) == 1;
 }
 
@@ -97,15 +102,15 @@ bool is_valid(xmlDoc* doc, xmlValidCtxt* context) {
 /// for a node that is no document, and for a tree of more than 10000 levels.
 Result validate(Call& call, xmlNode* node) {
     if (!is_document(node) || is_deeper_than(node, max_levels)) return no_value;
-    const Owned<std::FILE> report(std::tmpfile());
+    const Report report;
     const Owned<xmlValidCtxt> context(xmlNewValidCtxt());
-    if (!report || !context) return no_value;
-    context->userData = report.get();
+    if (!report.file() || !context) return no_value;
+    context->userData = report.file();
     context->error = context->warning = print_report();
 
     if (is_valid(reinterpret_cast<xmlDoc*>(node), context.get()))
         return report_value(call, nullptr);
-    return report_value(call, report_text(report.get()).get());
+    return report_value(call, reinterpret_cast<const xmlChar*>(report.text()));
 }
 
 }  // namespace

@@ -6,13 +6,14 @@
 namespace valtrosse {
 namespace {
 
-/// The XML text of `node` and its subtree; with `format` 1 indented. No value for another format.
+/// The XML text of `node` and its subtree; with `format` 1 indented. No value for another format
+/// and without a buffer.
 Result dump(Call& call, xmlNode* node, std::uint32_t format) {
     constexpr std::size_t frame_units = 100;
     if (format > 1) return no_value;
     // Unlike an xmlBuffer, it tells a text that was cut off for want of memory.
     const XmlOwned<xmlOutputBuffer> buffer(xmlAllocOutputBuffer(nullptr));
-    if (!buffer) return failure(VT_OUT_OF_MEMORY);
+    if (!buffer) return no_value;
     clear_stale_docs(node);
     xmlNodeDumpOutput(buffer.get(), document_for_lookup(node), node, 0, static_cast<int>(format),
                       nullptr);

@@ -196,6 +196,7 @@ struct Faults {
     vt_status read = 0;                 ///< argument readers fail with this status,
     std::uint32_t reads_before = 0;     ///< after so many that do not
     std::uint32_t fail_allocation = 0;  ///< the n-th request to the arena from now on fails
+    std::uint32_t move_data = 0;        ///< not 0: each look at an object's private data moves it
 };
 
 /// Numbers that tests and leak checks look at.

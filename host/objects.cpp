@@ -5,6 +5,7 @@
 #include <new>
 
 #include "host/api.hpp"
+#include "host/call.hpp"
 #include "host/contract.hpp"
 #include "host/values.hpp"
 
@@ -77,7 +78,14 @@ Object::Object(ObjectStore& owner, ObjectType& described_type, bool is_value,
 void* Object::data_at_offset(vt_object* self, std::uint32_t offset) {
     auto& object = *static_cast<Object*>(self);
     if (object.data_ == nullptr || offset >= object.data_size_) return nullptr;
+    if (injected_fault(&Faults::move_data) != 0) object.move_data();
     return object.data_.get() + offset;
+}
+
+void Object::move_data() {
+    auto moved = std::make_unique<std::byte[]>(data_size_);
+    std::copy_n(data_.get(), data_size_, moved.get());
+    data_ = std::move(moved);
 }
 
 void Object::finalise(Tally& tally) {

@@ -58,6 +58,7 @@ struct Object : vt_object {
 private:
     static constexpr std::uint32_t kPrivateOffset = 4;  // after the word that the base stands for
     static void* data_at_offset(vt_object* self, std::uint32_t offset);
+    void move_data();
 
     std::uint32_t data_size_;
     std::unique_ptr<std::byte[]> data_;

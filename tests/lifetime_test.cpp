@@ -260,6 +260,22 @@ TEST_F(Life, holds_whatever_can_be_freed) {
     free(doc);
 }
 
+TEST_F(Life, private_data_may_move_and_addresses_come_again) {
+    host.faults().move_data = 1;
+    const Handle doc = new_document(), gone = create(doc, XML_ELEMENT_NODE, "gone");
+    ObjectHandle stale = holding(gone);
+    free_node(gone);
+    // Where the allocator puts it: at the address that `stale` still knows.
+    const Handle tree = create(doc, XML_ELEMENT_NODE, "tree");
+    ObjectHandle holder = holding(tree), second = holding(tree);
+    stale = {};
+    EXPECT_EQ(name(tree), "tree");
+    host.call_method(second, "removeInternal");
+    second = {};
+    EXPECT_EQ(name(tree), "tree");
+    holder = {};
+}
+
 TEST_F(Life, ends_with_the_host_and_survives_failures) {
     const Handle kept = create(new_document(), XML_ELEMENT_NODE, "kept");
     ObjectHandle survivor;  // outlives the host

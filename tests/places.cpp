@@ -15,6 +15,4 @@ std::string source_path(const std::string& file) { return VALTROSSE_SOURCE_DIR "
 }  // namespace valtrosse::host
 
 /// With AddressSanitizer, too, an allocation that is too large fails as one without memory.
-extern "C" const char* __asan_default_options() {
-    return "allocator_may_return_null=1";
-}
+extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }

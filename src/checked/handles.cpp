@@ -13,11 +13,10 @@
 
 #include <atomic>
 
-#include "checked/address_table.hpp"
 #include "checked/refusals.hpp"
-#include "dom/address_key.hpp"
 #include "dom/node/tree.hpp"
 #include "plugin/handle_check.hpp"
+#include "util/address_table.hpp"
 
 namespace valtrosse {
 namespace {
@@ -34,7 +33,8 @@ private:
     static inline pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
 };
 
-constinit AddressTable table;
+// Each with the next one in the chain of its DTD, or null.
+constinit AddressTable<const void*> table;
 
 /// Whose callbacks libxml2 had on a thread, which are called in turn.
 struct Watched {
@@ -76,7 +76,7 @@ pthread_once_t new_threads_once = PTHREAD_ONCE_INIT;
 
 bool is_known(std::uint32_t handle) {
     const TableLock lock;
-    return table.contains(handle);
+    return table.find(reinterpret_cast<const void*>(handle)) != nullptr;
 }
 
 }  // namespace
@@ -95,22 +95,29 @@ void watch_this_thread() {
 vt_status handle_given(const void* object) {
     const auto* const node = static_cast<const xmlNode*>(object);
     const TableLock lock;
-    if (table.contains(address_of(node))) return VT_OK;
-    if (!table.reserve(2)) return VT_OUT_OF_MEMORY;
-    AddressTable::Entry& entry = table.enter(address_of(node));
+    if (table.find(node)) return VT_OK;
     // libxml2's own declarations of &lt; and the like have no DTD and never end.
-    if (!is_declaration(node) || !node->parent) return VT_OK;
-    AddressTable::Entry& dtd = table.enter(address_of(node->parent));
-    entry.next = dtd.next != 0 ? dtd.next : dtd.address;
-    dtd.next = entry.address;
+    const xmlNode* const dtd = is_declaration(node) ? node->parent : nullptr;
+    const void* next = nullptr;
+    if (dtd) {
+        const void** const first = table.find(dtd);
+        if (!first && !table.enter(dtd, nullptr)) return VT_OUT_OF_MEMORY;
+        next = first && *first ? *first : dtd;
+    }
+    if (!table.enter(node, next)) return VT_OUT_OF_MEMORY;
+    if (dtd) *table.find(dtd) = node;
     return VT_OK;
 }
 
 void handle_gone(const void* object) {
     const TableLock lock;
     // The chain of a DTD's declarations ends at the DTD.
-    AddressTable::Entry entry = table.take(address_of(object));
-    while (entry.next != 0) entry = table.take(entry.next);
+    while (const void* const* const known = table.find(object)) {
+        const void* const next = *known;
+        table.remove(object);
+        if (!next) return;
+        object = next;
+    }
 }
 
 vt_status check_handle(std::uint32_t handle, const vt_name& parameter) {

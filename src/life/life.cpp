@@ -16,6 +16,21 @@ LifeData* data_of(const vt_object_reference* object) {
     return static_cast<LifeData*>(TOVIK_ObjRefGetPrivatePtr(object));
 }
 
+/// Holds the tree instead of what the object held. False without memory; then nothing changes.
+bool hold_tree(LifeData& data, xmlNode* tree) {
+    Hold held = data.held();
+    if (!hold(held, tree)) return false;
+    data.set_held(held);
+    return true;
+}
+
+/// Lets go of what the object holds. Gives the tree, or null when there was none or it has ended.
+xmlNode* release_tree(LifeData& data) {
+    xmlNode* const tree = release(data.held());
+    data.tree = nullptr;
+    return tree;
+}
+
 void write_object(const HostApi& api, vt_object* object, vt_object_value* result) {
     *result = {api.get<vt_host_function, VT_ID_OBJECT_VALUE_FIRST>(),
                api.get<vt_host_function, VT_ID_OBJECT_VALUE_SECOND>(), object};
@@ -39,13 +54,13 @@ void* type_handle(const HostApi& api, vt_object_reference* value) {
 }  // namespace
 
 void* TOVIK_PrivateInitLIBXMLLifeObj(void* private_data) {
-    static_cast<LifeData*>(private_data)->held = nullptr;
+    static_cast<LifeData*>(private_data)->tree = nullptr;
     return private_data;
 }
 
 void TOVIK_PrivateTermLIBXMLLifeObj(void* private_data) {
     if constexpr (checked_handles) watch_this_thread();
-    xmlNode* tree = release_held(&static_cast<LifeData*>(private_data)->held);
+    xmlNode* const tree = release_tree(*static_cast<LifeData*>(private_data));
     // A tree that meanwhile hangs under another node belongs to that node's owner.
     if (tree && may_be_freed(tree)) _x_freeNode(tree);
 }
@@ -72,7 +87,7 @@ vt_status TOVIK_NewLIBXMLLifeObject(vt_call_context* context, std::uint32_t arg_
         api.release_object()(created.object);
         return VT_NO_PRIVATE_DATA;
     }
-    data->runtime = context->runtime;
+    data->runtime_or_number = reinterpret_cast<std::uintptr_t>(context->runtime);
     data->api = api;
     if (result) write_object(api, created.object, result);
     return VT_OK;
@@ -97,7 +112,7 @@ vt_status TOVIK_LIBXMLLife_addInternal(vt_call_context* context, std::uint32_t a
                                                 std::numeric_limits<std::uint32_t>::max());
     if constexpr (checked_handles)
         if (status == VT_OK && check_handle(handle, names[0]) != VT_OK) return VT_OK;
-    if (status == VT_OK && !hold(&data->held, reinterpret_cast<xmlNode*>(handle)))
+    if (status == VT_OK && !hold_tree(*data, reinterpret_cast<xmlNode*>(handle)))
         status = VT_OUT_OF_MEMORY;
     give_object(*data, self->object, result);
     return status;
@@ -109,7 +124,7 @@ vt_status TOVIK_LIBXMLLife_removeInternal(vt_call_context*, std::uint32_t arg_co
     if (consumed) *consumed = arg_count;
     LifeData* data = data_of(self);
     if (!data) return VT_NO_PRIVATE_DATA;
-    release_held(&data->held);
+    release_tree(*data);
     give_object(*data, self->object, result);
     return VT_OK;
 }

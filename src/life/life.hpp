@@ -6,11 +6,19 @@
 
 namespace valtrosse {
 
-/// The private data of an object. The table is the one that the call of `new` fetched.
+/// The private data of an object. A host may move it between two calls, so nothing keeps its address.
 struct LifeData {
-    vt_host_runtime* runtime;
-    HostApi api;
-    HeldSlot held;
+    /// The runtime record of the call of `new`, which nobody reads again. Once a tree has been held, the
+    /// number of that hold: there is no room for one of its own.
+    std::uintptr_t runtime_or_number;
+    HostApi api;  ///< as the call of `new` fetched it
+    xmlNode* tree;
+
+    Hold held() const { return {tree, static_cast<std::uint32_t>(runtime_or_number)}; }
+    void set_held(const Hold& held) {
+        runtime_or_number = held.number;
+        tree = held.tree;
+    }
 };
 static_assert(sizeof(LifeData) == 308);
 

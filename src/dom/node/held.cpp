@@ -1,98 +1,81 @@
 #include "dom/node/held.hpp"
 
-#include <libxml/hash.h>
-
 #include <atomic>
-#include <memory>
 
-#include "dom/address_key.hpp"
 #include "dom/node/tree.hpp"
 #include "lock.hpp"
+#include "util/address_table.hpp"
 
 namespace valtrosse {
 namespace {
 
-/// The slots that hold one tree, chained in its entry of the table.
-struct Holder {
-    HeldSlot* slot;
-    Holder* next;
-    bool of_document;
+/// A tree that is held.
+struct HeldTree {
+    std::uint32_t number;
+    std::uint32_t holders;
+    bool is_document;
 };
 
-struct HolderRelease {
-    void operator()(Holder* holder) const { xmlFree(holder); }
-};
-using OwnedHolder = std::unique_ptr<Holder, HolderRelease>;
-
-xmlHashTable* holders = nullptr;
+constinit AddressTable<HeldTree> trees;
+std::uint32_t last_number = 0;
 std::atomic<unsigned> held_nodes = 0;  // that are no documents
 
-Holder* holders_of(const AddressKey& key) {
-    return static_cast<Holder*>(xmlHashLookup(holders, key.text));
+// All of these are called under the lock.
+
+/// The entry of what is held; null when nothing is, or when it has ended.
+HeldTree* entry_of(const Hold& held) {
+    HeldTree* const entry = trees.find(held.tree);
+    return entry && entry->number == held.number ? entry : nullptr;
 }
 
-/// Call under the lock. tree must be alive.
-bool enter(HeldSlot* slot, xmlNode* tree) {
-    if (!holders) holders = xmlHashCreate(0);
-    const AddressKey key(tree);
-    OwnedHolder holder(static_cast<Holder*>(xmlMalloc(sizeof(Holder))));
-    if (!holders || !holder) return false;
-    *holder = {slot, holders_of(key), is_document(tree)};
-    if (xmlHashUpdateEntry(holders, key.text, holder.get(), nullptr) != 0) return false;
-    // Without memory for its key the entry is there all the same, out of reach.
-    if (holders_of(key) != holder.get()) return false;
-    if (!holder->of_document) ++held_nodes;
-    holder.release();
+/// One more holder of a tree, which must be alive.
+bool enter(xmlNode* tree, Hold& held) {
+    HeldTree* entry = trees.find(tree);
+    if (!entry) {
+        entry = trees.enter(tree, {last_number + 1, 0, is_document(tree)});
+        if (!entry) return false;
+        ++last_number;
+        if (!entry->is_document) ++held_nodes;
+    }
+    ++entry->holders;
+    held = {tree, entry->number};
     return true;
 }
 
-/// Call under the lock, with the tree that the slot holds.
-void leave(HeldSlot* slot, const xmlNode* tree) {
-    const AddressKey key(tree);
-    Holder* first = holders_of(key);
-    Holder** link = &first;
-    while (*link && (*link)->slot != slot) link = &(*link)->next;
-    if (!*link) return;
-    const OwnedHolder holder(*link);
-    *link = holder->next;
-    if (first)
-        xmlHashUpdateEntry(holders, key.text, first, nullptr);
-    else
-        xmlHashRemoveEntry(holders, key.text, nullptr);
-    if (!holder->of_document) --held_nodes;
+void remove(const xmlNode* tree, const HeldTree& entry) {
+    if (!entry.is_document) --held_nodes;
+    trees.remove(tree);
+}
+
+/// One holder less. False when what was held has ended.
+bool leave(const Hold& held) {
+    HeldTree* const entry = entry_of(held);
+    if (!entry) return false;
+    if (--entry->holders == 0) remove(held.tree, *entry);
+    return true;
 }
 
 }  // namespace
 
-bool hold(HeldSlot* slot, xmlNode* tree) {
+bool hold(Hold& held, xmlNode* tree) {
     if (is_declaration(tree)) tree = nullptr;  // its DTD's for good
     SharedStateLock lock;
-    if (*slot == tree) return true;
-    if (tree && !enter(slot, tree)) return false;
-    if (*slot) leave(slot, *slot);
-    *slot = tree;
+    if (held.tree == tree && entry_of(held)) return true;
+    Hold next{};
+    if (tree && !enter(tree, next)) return false;
+    leave(held);
+    held = next;
     return true;
 }
 
-xmlNode* release_held(HeldSlot* slot) {
+xmlNode* release(const Hold& held) {
     SharedStateLock lock;
-    xmlNode* const tree = *slot;
-    if (tree) leave(slot, tree);
-    *slot = nullptr;
-    return tree;
+    return leave(held) ? held.tree : nullptr;
 }
 
 void forget_held(const xmlNode* node) {
     SharedStateLock lock;
-    const AddressKey key(node);
-    OwnedHolder holder(holders_of(key));
-    if (!holder) return;
-    xmlHashRemoveEntry(holders, key.text, nullptr);
-    while (holder) {
-        *holder->slot = nullptr;
-        if (!holder->of_document) --held_nodes;
-        holder.reset(holder->next);
-    }
+    if (const HeldTree* const entry = trees.find(node)) remove(node, *entry);
 }
 
 bool any_held_nodes() { return held_nodes.load() != 0; }

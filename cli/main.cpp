@@ -1,4 +1,5 @@
 // vtdom: runs JavaScript with the script functions of the Valtrosse DOM library.
+#include <libexslt/exslt.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -117,6 +118,8 @@ int run(const cli::CommandLine& line, host::Host& host) {
 
 int execute(const cli::CommandLine& line) {
     if (line.no_network) cli::forbid_network();
+    // For stylesheets, as in xsltproc: the library itself registers no extensions.
+    exsltRegisterAll();
     const std::string plugin = cli::find_plugin(line.plugin, line.checked);
     host::Host host(plugin);
     if (line.checked) cli::report_refused_handles(host, plugin);

@@ -1,5 +1,4 @@
-// The lock on what the library shares between threads: last messages, known documents, held trees,
-// capture files.
+// The lock on what the library shares between threads: last messages, known documents, held trees.
 #pragma once
 
 #include <libxml/threads.h>

@@ -79,3 +79,9 @@ plugin=$(pkg-config --variable=plugin valtrosse-dom)
 "${CXX:-c++}" -m32 -std=c++20 "-DPLUGIN=\"${plugin//\\/}\"" "$here/consumer/consumer.cpp" \
     "${flags[@]}" -o by-pkg-config
 same "a program built with pkg-config" keemun "$(start ./by-pkg-config)"
+
+# The example of a host in C, against the installed header.
+eval "flags=($(pkg-config --cflags valtrosse-dom))"
+"${CC:-cc}" -m32 -std=c11 -Wall -Wextra -Wno-unused-parameter -Werror "${flags[@]}" \
+    "$prefix/share/doc/valtrosse-dom/examples/host.c" -ldl -o host-in-c
+same "a host in C" "<tea>Keemun</tea>" "$(start ./host-in-c "${plugin//\\/}" | tail -1)"

@@ -212,7 +212,6 @@ private:
 
 void take_over_ids(const Forest& forest, Node* document) {
     const auto* const doc = reinterpret_cast<const xmlDoc*>(real_node(document->handle));
-    document->has_id_table = doc->ids != nullptr;
     for (const auto& [id, attr] : ids_of(doc)) {
         Node* const holder = forest.by_handle(handle_of(attr));
         if (!holder || containing_document(holder) != document ||

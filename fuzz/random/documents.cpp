@@ -236,7 +236,7 @@ Expected Session::validate(const Args& args) {
     Node* const document = args.nodes[0];
     if (!document->is_document()) return none();
     Expected expected{.kind = Expected::Kind::some_text};
-    if (!document->has_id_table)
+    if (document->ids.empty())
         expected.then = [this, document] { take_over_ids(forest_, document); };
     return expected;
 }

@@ -31,7 +31,6 @@ public:
             made->external_subset->external = true;
         }
         if (doc->intSubset) made->internal_subset = read_[doc->intSubset];
-        made->has_id_table = doc->ids != nullptr;
         const auto add = [](void* id, void* self, const xmlChar* name) {
             auto& [reader, document] = *static_cast<std::pair<Reader*, Node*>*>(self);
             document->ids[to_string(name)] = reader->read_[static_cast<xmlID*>(id)->attr];

@@ -1,6 +1,7 @@
 #include "fuzz/random/tree.hpp"
 
 #include <algorithm>
+#include <set>
 
 namespace valtrosse::random {
 
@@ -224,7 +225,6 @@ void Forest::add_id(Node* document, Node* attr) {
     if (value.empty()) return;
     // The first holder keeps it.
     if (!document->ids.emplace(value, attr).second) document->ids_repeated = true;
-    document->has_id_table = true;
 }
 
 void Forest::enter_missing_ids(Node* document) {
@@ -394,9 +394,9 @@ Node* Forest::set_attribute(Node* element, Node* attr, bool by_namespace) {
             replaced->ns = std::make_shared<Namespace>(*replaced->ns);
             replaced->ns->is_private = true;
         }
+        Node* const document = lookup_document(replaced);
         replaced->parent = nullptr;
-        for_subtree(replaced,
-                    [&](Node* node) { make_independent(node, containing_document(element)); });
+        for_subtree(replaced, [&](Node* node) { make_independent(node, document); });
     } else {
         element->attributes.push_back(attr);
     }
@@ -477,7 +477,6 @@ Node* Forest::copy(Node* source, bool deep, std::uint32_t step) {
         to->attributes.clear();
         to->declarations.clear();
         to->ids.clear();
-        to->has_id_table = false;
         to->ns = nullptr;
         if (!root) root = to;
         for (const NamespaceRef& ns : from->declarations)
@@ -505,8 +504,14 @@ Node* Forest::copy(Node* source, bool deep, std::uint32_t step) {
     }
     for (const auto& [from, to] : copies)
         if (to->entity) to->entity = copies.at(to->entity);
-    for (const auto& [id, holder] : source->ids) root->ids[id] = copies.at(holder);
-    root->has_id_table = source->has_id_table;
+    // Under its value: the parser keeps the blanks of an xml:id.
+    std::set<const Node*> holders;
+    for (const auto& [id, holder] : source->ids) holders.insert(copies.at(holder));
+    for_subtree(root, [&](Node* node) {
+        if (!holders.contains(node)) return;
+        const std::string value = collapsed(attribute_value(node));
+        if (!value.empty() && !root->ids.emplace(value, node).second) root->ids_repeated = true;
+    });
     return root;
 }
 

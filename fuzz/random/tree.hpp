@@ -51,7 +51,6 @@ struct Node {
     Node* internal_subset = nullptr;
     Node* external_subset = nullptr;  // hangs nowhere
     std::map<std::string, Node*> ids;
-    bool has_id_table = false;  // there was an ID once
     // An ID may have more than one holder, as in a document that was parsed; one that had has gone.
     bool ids_repeated = true, ids_missing = false;
 

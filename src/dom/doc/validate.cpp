@@ -1,5 +1,6 @@
 #include "dom/doc/validate.hpp"
 
+#include <libxml/hash.h>
 #include <libxml/parser.h>
 #include <libxml/valid.h>
 
@@ -69,7 +70,7 @@ public:
         doc_->refs = nullptr;
         doc_->ids = ids_;
         doc_->dict = dict_;
-        if (ids_)
+        if (xmlHashSize(static_cast<xmlHashTable*>(ids_)) > 0)
             restore_marks(doc_);
         else if (found)
             enter_marked(doc_);

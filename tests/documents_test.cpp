@@ -68,7 +68,8 @@ TEST_F(Documents, paths_are_8_bit_text_or_utf8) {
     EXPECT_EQ(load_file(path), 0U);
     for (unsigned high : {0U, 0x4100U}) {
         std::u16string units;
-        for (const std::uint8_t byte : path) units += static_cast<char16_t>(high | byte);
+        for (const char byte : path)
+            units += static_cast<char16_t>(high | static_cast<std::uint8_t>(byte));
         EXPECT_EQ(whole(load_file(units)), "<a>\u00e9</a>");
         EXPECT_EQ(call("xmlDOMDocSaveXMLFormatFile", doc, units, "UTF-8", 0).integer(), 0U);
     }

@@ -178,7 +178,8 @@ TEST_F(Tree, nodes_outlive_the_document_they_were_made_for) {
             : owner == "a clone"   ? clone(new_document())
                                    : get("xmlDOMDocCreateDoc", "1.0");
         std::vector<Handle> nodes;
-        for (const int type : {1, 2, 3, 4, 5, 7, 8, 11}) nodes.push_back(create(a, type, "n"));
+        for (const unsigned type : {1U, 2U, 3U, 4U, 5U, 7U, 8U, 11U})
+            nodes.push_back(create(a, type, "n"));
         nodes.push_back(create_ns(a, XML_ELEMENT_NODE, "p:e", "urn:p"));
         nodes.push_back(create_ns(a, XML_ATTRIBUTE_NODE, "p:a", "urn:p"));
         const Handle element = nodes[0], attr = nodes[1], text = nodes[2], fragment = nodes[7];

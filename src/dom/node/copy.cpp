@@ -189,10 +189,10 @@ private:
             copy->doc = nullptr;
             return;
         }
-        for (xmlNode* part = copy; part; part = next_in_subtree(part, copy))
-            part->doc = attribute_doc_;
         // finish_document() enters those that are marked as IDs.
         if (doc_) reinterpret_cast<xmlAttr*>(copy)->atype = from->atype;
+        for (xmlNode* part = copy; part; part = next_in_subtree(part, copy))
+            part->doc = attribute_doc_;
     }
 
     /// Every namespace of a copy is a private record. With `declare`, one that is declared outside of

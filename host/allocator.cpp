@@ -22,10 +22,10 @@ namespace {
 
 /// Stands before every block of the parent level; its last word is the one before the block.
 struct MallocHeader {
-    std::uint32_t unused;
+    vt_word unused;
     vt_block_origin* origin;
 };
-static_assert(sizeof(MallocHeader) == 8, "blocks stay aligned to 8 bytes");
+static_assert(sizeof(MallocHeader) % 8 == 0, "blocks stay aligned to 8 bytes");
 
 }  // namespace
 
@@ -92,7 +92,8 @@ Arena::Arena(MallocLevel& parent_level, Tally& tally, Faults& faults)
     : vt_allocator{},
       tally_(tally),
       faults_(faults) {
-    static_assert(sizeof(Region) % 8 == 0 && sizeof(Chunk) == 8, "blocks are aligned to 8 bytes");
+    static_assert(sizeof(Region) % 8 == 0 && sizeof(Chunk) % 8 == 0,
+                  "blocks are aligned to 8 bytes");
     allocate = allocate_block;
     release = release_block;
     donate = donate_block;

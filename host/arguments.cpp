@@ -64,9 +64,9 @@ constexpr std::size_t kLastRead = 2;
 
 void write_argument(vt_argument& record, const Argument& argument, std::uint32_t position,
                     std::uint32_t& last_read) {
-    record.host_words[kArgument] = std::bit_cast<std::uint32_t>(&argument);
+    record.host_words[kArgument] = std::bit_cast<vt_word>(&argument);
     record.host_words[kPosition] = position;
-    record.host_words[kLastRead] = std::bit_cast<std::uint32_t>(&last_read);
+    record.host_words[kLastRead] = std::bit_cast<vt_word>(&last_read);
 }
 
 const Argument& argument_of(const vt_argument& record) {
@@ -81,7 +81,8 @@ namespace {
 
 /// The argument that a reader is about to read, noted as the last one read.
 const Argument& read(const vt_argument& record) {
-    *std::bit_cast<std::uint32_t*>(record.host_words[kLastRead]) = record.host_words[kPosition];
+    *std::bit_cast<std::uint32_t*>(record.host_words[kLastRead]) =
+        static_cast<std::uint32_t>(record.host_words[kPosition]);
     return argument_of(record);
 }
 

@@ -72,7 +72,7 @@ Object::Object(ObjectStore& owner, ObjectType& described_type, bool is_value,
       store(&owner),
       type(described_type),
       is_type_value(is_value),
-      data_size_(private_size == 0 ? 0 : kPrivateOffset + private_size),
+      data_size_(private_size == 0 ? 0 : VT_PRIVATE_DATA + private_size),
       data_(data_size_ == 0 ? nullptr : new std::byte[data_size_]()) {}
 
 void* Object::data_at_offset(vt_object* self, std::uint32_t offset) {

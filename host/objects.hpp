@@ -52,11 +52,10 @@ struct Object : vt_object {
     std::map<std::uint32_t, Outcome::Value> properties;
 
     /// Null when the type has no private data, and once the object has been finalised.
-    void* private_data() { return data_ == nullptr ? nullptr : data_.get() + kPrivateOffset; }
+    void* private_data() { return data_ == nullptr ? nullptr : data_.get() + VT_PRIVATE_DATA; }
     void finalise(Tally& tally);
 
 private:
-    static constexpr std::uint32_t kPrivateOffset = 4;  // after the word that the base stands for
     static void* data_at_offset(vt_object* self, std::uint32_t offset);
     void move_data();
 

@@ -15,7 +15,7 @@ constexpr std::size_t kContent = 1;  // the boolean or integer, or the place of 
 constexpr std::size_t kOwner = 2;    // the CallValues that the place belongs to
 
 using Place = std::list<Outcome::Value>::iterator;
-static_assert(sizeof(Place) == sizeof(std::uint32_t));
+static_assert(sizeof(Place) == sizeof(vt_word));
 
 }  // namespace
 
@@ -31,10 +31,10 @@ void write_integer(vt_value& record, std::uint32_t integer) {
 
 bool take_value(std::uint32_t kind, vt_value& record, Outcome::Value& taken) {
     if (record.host_words[kKind] != kind) return false;
-    const std::uint32_t content = record.host_words[kContent];
+    const vt_word content = record.host_words[kContent];
     switch (kind) {
         case VT_BOOLEAN: taken = content != 0; break;
-        case VT_INTEGER: taken = content; break;
+        case VT_INTEGER: taken = static_cast<std::uint32_t>(content); break;
         case VT_STRING:
         case VT_BLOB: {
             const auto place = std::bit_cast<Place>(content);
@@ -57,8 +57,8 @@ Outcome::Value& CallValues::add(vt_value& record, std::uint32_t kind) {
     kept_.splice(kept_.begin(), pool_.spare, pool_.spare.begin());
     ++pool_.tally.live_values;
     record.host_words[kKind] = kind;
-    record.host_words[kContent] = std::bit_cast<std::uint32_t>(kept_.begin());
-    record.host_words[kOwner] = std::bit_cast<std::uint32_t>(this);
+    record.host_words[kContent] = std::bit_cast<vt_word>(kept_.begin());
+    record.host_words[kOwner] = std::bit_cast<vt_word>(this);
     return kept_.front();
 }
 

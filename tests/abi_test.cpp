@@ -2,13 +2,13 @@
 #include <array>
 #include <cstring>
 #include <map>
+#include <variant>
 
 #include "tests/fixture.hpp"
 
 namespace valtrosse::host {
 namespace {
 
-using Words = std::vector<std::uint32_t>;
 using Table = std::array<vt_host_function, VT_HOST_API_SLOTS>;
 
 class Abi : public LibraryTest {
@@ -27,12 +27,23 @@ protected:
     auto fetch_table() const {
         return host.symbol_as<vt_status (*)(vt_api_provider*, Slots*)>("TOVIK_GetExternalApiFuncs");
     }
-    Handle address(const char* name) const { return handle_of(host.symbol(name)); }
-    /// Compares an exported table with these words.
-    template <typename... Word>
-    void expect_words(const char* table, Word... wanted) const {
-        const auto* const words = host.symbol_as<const std::uint32_t*>(table);
-        EXPECT_EQ(Words(words, words + sizeof...(wanted)), Words{Handle(wanted)...}) << table;
+    const void* address(const char* name) const { return host.symbol(name); }
+    /// Compares the fields of an exported table: numbers of 32 bits, and addresses.
+    using Field = std::variant<std::uint32_t, const void*>;
+    void expect_fields(const char* table, const std::vector<Field>& wanted) const {
+        const auto* at = host.symbol_as<const char*>(table);
+        std::vector<Field> found;
+        for (Field field : wanted) {
+            std::visit(
+                [&at](auto& value) {
+                    while (reinterpret_cast<std::uintptr_t>(at) % sizeof value != 0) ++at;
+                    std::memcpy(&value, at, sizeof value);
+                    at += sizeof value;
+                },
+                field);
+            found.push_back(field);
+        }
+        EXPECT_EQ(found, wanted) << table;
     }
 };
 
@@ -78,9 +89,10 @@ TEST_F(Abi, versions) {
     EXPECT_EQ(text, u"#.05.###-");
     write(text.data(), 9, 100, 42);
     EXPECT_EQ(text, u"9.##.042-");
-    const Handle description = address("vtdesc_byte");
+    const void* const description = address("vtdesc_byte");
     EXPECT_EQ(host.symbol_as<vt_get_version_record>("VTGetVer")(), host.symbol("vtver"));
-    expect_words("vtver", 40, 1, 0, 0, 1, 4, 34, 34, description, description);
+    expect_fields("vtver", {std::uint32_t{sizeof(vt_version_record)}, 1U, 0U, 0U, 1U, 4U, 34U, 34U,
+                            description, description});
     EXPECT_EQ(std::string(host.symbol_as<char*>("vtdesc_byte"), 34),
               "Valtrosse DOM library" + std::string(13, '\0'));
     EXPECT_EQ(call("xmlDOMUtilGetVersion", 1, u"ignored", nullptr).utf8(), "1.6.0.6");
@@ -97,18 +109,37 @@ TEST_F(Abi, records_refer_to_names_handlers_and_parameters) {
             EXPECT_EQ(names[k].units, symbol(record->name + 1 + k).units) << function.name;
         ++record;
     }
-    const Handle life_node = handle_of(symbol(159).units);
-    expect_words("LIBXMLLife_addInternal_params_descs", 16, life_node);
-    expect_words("intrinsictypes", 154, 0, 0, 1, 308, address("TOVIK_PrivateInitLIBXMLLifeObj"),
-                 address("TOVIK_PrivateTermLIBXMLLifeObj"), 0,
-                 address("TOVIK_GetLIBXMLLifeObjValue"), 0, address("TOVIK_SetLIBXMLLifeObjValue"),
-                 0, 0, 0, 0, address("propsforLIBXMLLife"), 3, address("funcsforLIBXMLLife"), 3, 0,
-                 0, 0, 0);
-    expect_words("propsforLIBXMLLife", 156, 0x20002, 156, 1, 0, 1, 160, 0x20004, 157, 1, 0, 1, 161,
-                 0x20004, 157, 1, 0, 1);
-    expect_words("funcsforLIBXMLLife", 155, 0, address("TOVIK_NewLIBXMLLifeObject"), 160, 0,
-                 address("TOVIK_LIBXMLLife_addInternal"), 161, 0,
-                 address("TOVIK_LIBXMLLife_removeInternal"));
+    expect_fields("LIBXMLLife_addInternal_params_descs",
+                  {16U, static_cast<const void*>(symbol(159).units)});
+    constexpr std::uint32_t private_size = sizeof(void*) == 4 ? 308 : 616;
+    expect_fields("intrinsictypes", {154U,
+                                     0U,
+                                     0U,
+                                     1U,
+                                     private_size,
+                                     address("TOVIK_PrivateInitLIBXMLLifeObj"),
+                                     address("TOVIK_PrivateTermLIBXMLLifeObj"),
+                                     0U,
+                                     address("TOVIK_GetLIBXMLLifeObjValue"),
+                                     0U,
+                                     address("TOVIK_SetLIBXMLLifeObjValue"),
+                                     0U,
+                                     0U,
+                                     0U,
+                                     0U,
+                                     address("propsforLIBXMLLife"),
+                                     3U,
+                                     address("funcsforLIBXMLLife"),
+                                     3U,
+                                     0U,
+                                     0U,
+                                     0U,
+                                     0U});
+    expect_fields("propsforLIBXMLLife", {156U, 0x20002U, 156U, 1U, 0U, 1U, 160U, 0x20004U, 157U, 1U,
+                                         0U, 1U, 161U, 0x20004U, 157U, 1U, 0U, 1U});
+    expect_fields("funcsforLIBXMLLife", {155U, 0U, address("TOVIK_NewLIBXMLLifeObject"), 160U, 0U,
+                                         address("TOVIK_LIBXMLLife_addInternal"), 161U, 0U,
+                                         address("TOVIK_LIBXMLLife_removeInternal")});
 }
 
 TEST_F(Abi, registration_stops_at_the_first_refusal) {
@@ -143,11 +174,12 @@ TEST_F(Abi, registration_stops_at_the_first_refusal) {
 
 TEST_F(Abi, table_is_filled_in_slot_order_up_to_the_first_gap) {
     static std::uint32_t missing;
-    vt_api_provider provider{{}, [](std::uint32_t id) {
-                                 return reinterpret_cast<vt_host_function>(id == missing ? 0 : id);
-                             }};
-    const auto fetch = fetch_table<std::uint32_t>();
-    Words table(VT_HOST_API_SLOTS + 1, 9);
+    vt_api_provider provider{
+        {}, [](std::uint32_t id) {
+            return reinterpret_cast<vt_host_function>(std::uintptr_t{id == missing ? 0 : id});
+        }};
+    const auto fetch = fetch_table<std::uintptr_t>();
+    std::vector<std::uintptr_t> table(VT_HOST_API_SLOTS + 1, 9);
     EXPECT_EQ(fetch(&provider, table.data()), VT_OK);
     const std::map<std::size_t, std::uint32_t> known = {
         {0, 100},  {3, 105},  {12, 114}, {16, 140}, {20, 200}, {21, 210}, {33, 222}, {34, 224},
@@ -271,7 +303,8 @@ TEST_F(Abi, readers_map_flags_bounds_and_positions) {
         // Further arguments than a reader takes do no harm.
         const auto read = host.symbol_as<vt_status (*)(void*, Table*, std::uint32_t, vt_argument*,
                                                        void*, void*, std::uint32_t)>(name.c_str());
-        void* const fifth = counted ? static_cast<void*>(&data) : reinterpret_cast<void*>(c.low);
+        void* const fifth =
+            counted ? static_cast<void*>(&data) : reinterpret_cast<void*>(std::uintptr_t{c.low});
         EXPECT_EQ(read(nullptr, &table, c.position, args, &value, fifth, c.high), c.status) << name;
         EXPECT_EQ(value, c.value) << name;
         EXPECT_EQ(data, counted && c.status == VT_OK ? &told : nullptr) << name;
@@ -308,11 +341,11 @@ struct Level : vt_allocator {
         };
         release = [](vt_allocator* self, void* block) {
             auto& level = *static_cast<Level*>(self);
-            level.note('!', handle_of(block) & 0xF);
+            level.note('!', reinterpret_cast<std::uintptr_t>(block) / sizeof(void*) % 4);
             return level.blocks.empty() ? nullptr : level.blocks.front();
         };
     }
-    void note(char what, std::uint32_t size) {
+    void note(char what, std::size_t size) {
         log += {name, what}, log += std::to_string(size) + " ";
     }
 
@@ -354,7 +387,7 @@ TEST_F(Abi, memory_climbs_to_a_level_that_has_room) {
     }
 
     // Freeing a block may hand back the block that it was cut from, which another level owns.
-    alignas(16) vt_block_origin* memory[16] = {};
+    alignas(4 * sizeof(void*)) vt_block_origin* memory[16] = {};
     Level outer('O', nullptr, {}, 0);
     Level inner('I', nullptr, {memory + 10}, 0);
     vt_block_origin inner_origin{{}, &inner}, outer_origin{{}, &outer};
@@ -362,7 +395,7 @@ TEST_F(Abi, memory_climbs_to_a_level_that_has_room) {
     memory[9] = &outer_origin;
     Level::log.clear();
     host.symbol_as<void (*)(void*)>("Mem_Free")(memory + 2);
-    EXPECT_EQ(Level::log, "I!8 O!8 ");
+    EXPECT_EQ(Level::log, "I!2 O!2 ");
 }
 
 TEST_F(Abi, a_text_larger_than_the_arena_is_a_refill) {
@@ -393,7 +426,7 @@ TEST_F(Abi, lists_private_data_and_properties) {
     const ObjectHandle object = host.create().object();
     vt_object_reference reference{object.get(), 0}, nothing{nullptr, 0};
     const auto data = host.symbol_as<void* (*)(vt_object_reference*)>("TOVIK_ObjRefGetPrivatePtr");
-    EXPECT_EQ(data(&reference), object.get()->data_at(object.get(), 4));
+    EXPECT_EQ(data(&reference), object.get()->data_at(object.get(), VT_PRIVATE_DATA));
     EXPECT_EQ(data(&nothing), nullptr);
     Table table{};
     EXPECT_EQ(fetch_table<Table>()(host.runtime()->provider, &table), VT_OK);

@@ -1,13 +1,16 @@
 /** @file
  * The binary contract between a scripting host and libvaltrosse-dom.so.
  *
- * Everything that somebody needs who writes a host: the records at their 32-bit offsets, the ids of
- * the host functions with their signatures, value kinds, status codes, entry points and the shapes
- * of script functions and methods. Plain C, no other header of this project. docs/embedding.md tells
- * the same as a story, with the reference host in host/ as the worked example.
+ * Everything that somebody needs who writes a host: the records, the ids of the host functions with
+ * their signatures, value kinds, status codes, entry points and the shapes of script functions and
+ * methods. Plain C, no other header of this project. docs/embedding.md tells the same as a story,
+ * with the reference host in host/ as the worked example.
  *
- * All functions use the platform's C calling convention (i386 System V, cdecl). Text is 16-bit code
- * units with a count in units and no terminator; only vt_name counts bytes.
+ * A host and its library have pointers of the same width, 32 or 64 bits. Ids, kinds, flags, counts
+ * and handles have 32 bits in both. Where every field lies is written at the end of this file.
+ *
+ * All functions use the platform's C calling convention (cdecl on i386). Text is 16-bit code units
+ * with a count in units and no terminator; only vt_name counts bytes.
  */
 #ifndef VALTROSSE_HOST_ABI_H
 #define VALTROSSE_HOST_ABI_H
@@ -23,6 +26,9 @@ typedef char16_t vt_unit; /**< a unit of text; uint16_t in C */
 typedef uint16_t vt_unit;
 #define VT_STATIC_ASSERT(condition, text) _Static_assert(condition, text)
 #endif
+
+/** A word of a record that is the host's own: the library never looks at it. */
+typedef uintptr_t vt_word;
 
 /* ---- Status codes: the result of every entry point, handler and method ------------------------- */
 
@@ -52,7 +58,7 @@ enum {
     VT_NO_VALUE = 0,
     VT_STRING = 0x10002,
     VT_BOOLEAN = 0x10003,
-    VT_INTEGER = 0x10004, /**< handles too: the address of a libxml2 object */
+    VT_INTEGER = 0x10004, /**< handles too */
     VT_BLOB = 0x10006,
     VT_TYPE = 0x20002,
     VT_FUNCTION = 0x20004
@@ -112,74 +118,76 @@ enum {
 
 /** Gives the library the host functions. */
 typedef struct vt_api_provider {
-    uint32_t host_words[2];
+    vt_word host_words[2];
     vt_get_function_by_id get_function;
 } vt_api_provider;
 
 /** The allocator behind Mem_Alloc: one level of a chain. A level that has no room asks its parent. */
 typedef struct vt_allocator vt_allocator;
 struct vt_allocator {
-    uint32_t host_words_0[2];
+    vt_word host_words_0[2];
     /** A block of size bytes, or null; then *need is the size that this level must be given by its
      * parent to satisfy the request, 0 when it cannot say. */
     void *(*allocate)(vt_allocator *self, uint32_t size, uint32_t *need);
     /** Null, or a further block that must be freed in turn. */
     void *(*release)(vt_allocator *self, void *block);
-    uint32_t host_word_16;
+    vt_word host_word_4;
     /** Hands over a block of size bytes that was obtained from the parent. */
     void (*donate)(vt_allocator *self, void *block, uint32_t size);
-    uint32_t host_word_24;
+    vt_word host_word_6;
     vt_allocator *parent;
-    uint32_t host_words_32[3];
+    vt_word host_words_8[3];
     vt_allocator *child;   /**< written by the library while it refills */
     uint32_t pending_size; /**< written by the library while it refills */
 };
 
-/** The word before every block points to a record whose word at offset 8 is the owning allocator. */
+/** The word before every block points to such a record. */
 typedef struct vt_block_origin {
-    uint32_t host_words[2];
+    vt_word host_words[2];
     vt_allocator *allocator;
 } vt_block_origin;
 
 /** What a call needs of the host: its functions and its memory. */
 typedef struct vt_host_runtime {
-    uint32_t host_words_0[4];
+    vt_word host_words_0[4];
     vt_api_provider *provider;
-    uint32_t host_word_20;
+    vt_word host_word_5;
     vt_allocator *allocator;
 } vt_host_runtime;
 
 /** Handed to every handler and method. One thread at a time may use it. */
 typedef struct vt_call_context {
-    uint32_t host_word_0;
+    vt_word host_word_0;
     vt_host_runtime *runtime;
 } vt_call_context;
 
 /** Handed to the entry points that register types and functions. */
 typedef struct vt_registration_context {
-    uint32_t host_word_0;
+    vt_word host_word_0;
     vt_api_provider *provider;
 } vt_registration_context;
 
 /** An argument record. The library passes it to a reader and never looks inside. */
 typedef struct vt_argument {
-    uint32_t host_words[12];
+    vt_word host_words[12];
 } vt_argument;
 /** A value record. The library reserves it, has it filled by a Make function, passes it on, and
  * never looks inside. */
 typedef struct vt_value {
-    uint32_t host_words[7];
+    vt_word host_words[7];
 } vt_value;
 
 typedef struct vt_object vt_object;
 /** An object of the host. */
 struct vt_object {
-    uint32_t host_words[2];
+    vt_word host_words[2];
     /** The address of the object's data at the given offset. */
     void *(*data_at)(vt_object *self, uint32_t offset);
 };
 
-/** An object and a base word; its private data is data_at(object, base + 4). */
+/** Where an object's private data begins behind its base: one word. */
+#define VT_PRIVATE_DATA ((uint32_t)sizeof(vt_word))
+/** An object and its base; its private data is data_at(object, base + VT_PRIVATE_DATA). */
 typedef struct vt_object_reference {
     vt_object *object;
     uint32_t base;
@@ -194,13 +202,13 @@ typedef struct vt_object_value {
 
 /** Tells type values from other objects. */
 typedef struct vt_type_kind {
-    uint32_t host_words[4];
+    vt_word host_words[4];
     uint32_t kind; /**< VT_TYPE for a type value */
 } vt_type_kind;
 
 /** What VT_ID_GET_OBJECT_TYPE_INFO gives for an object. */
 typedef struct vt_type_info {
-    uint32_t host_words[10];
+    vt_word host_words[10];
     vt_type_kind *type;
 } vt_type_info;
 
@@ -366,43 +374,63 @@ typedef vt_status (*vt_add_records)(void *ignored, vt_registration_context *cont
 typedef vt_status (*vt_get_version)(void *ignored, vt_unit *buffer, uint32_t capacity,
                                     uint32_t *length);
 
-/* ---- Layout checks: only a 32-bit build can use these records ------------------------------------ */
+/* ---- Where every field lies: offsets and sizes in bytes, with pointers of 32 and of 64 bits -------- */
 
-#define VT_AT(record, field, offset)                                                               \
-    VT_STATIC_ASSERT(offsetof(record, field) == (offset), #record "." #field " is misplaced")
-#define VT_SIZE(record, bytes)                                                                     \
-    VT_STATIC_ASSERT(sizeof(record) == (bytes), #record " has the wrong size")
+#if UINTPTR_MAX == 0xFFFFFFFFu
+#define VT_OF_WIDTH(in_32, in_64) (in_32)
+#elif UINTPTR_MAX == 0xFFFFFFFFFFFFFFFFu
+#define VT_OF_WIDTH(in_32, in_64) (in_64)
+#else
+#error "valtrosse/host_abi.h: pointers have neither 32 nor 64 bits here"
+#endif
+#define VT_AT(record, field, in_32, in_64)                                                         \
+    VT_STATIC_ASSERT(offsetof(record, field) == VT_OF_WIDTH(in_32, in_64),                         \
+                     #record "." #field " is misplaced")
+#define VT_SIZE(record, in_32, in_64)                                                              \
+    VT_STATIC_ASSERT(sizeof(record) == VT_OF_WIDTH(in_32, in_64), #record " has the wrong size")
 
-VT_AT(vt_api_provider, get_function, 8);
-VT_AT(vt_allocator, allocate, 8);
-VT_AT(vt_allocator, release, 12);
-VT_AT(vt_allocator, donate, 20);
-VT_AT(vt_allocator, parent, 28);
-VT_AT(vt_allocator, child, 44);
-VT_AT(vt_allocator, pending_size, 48);
-VT_AT(vt_block_origin, allocator, 8);
-VT_AT(vt_host_runtime, provider, 16);
-VT_AT(vt_host_runtime, allocator, 24);
-VT_AT(vt_call_context, runtime, 4);
-VT_AT(vt_registration_context, provider, 4);
-VT_AT(vt_object, data_at, 8);
-VT_AT(vt_type_kind, kind, 16);
-VT_AT(vt_type_info, type, 40);
-VT_AT(vt_type_record, term, 24);
-VT_AT(vt_type_record, set_value, 40);
-VT_AT(vt_type_record, properties, 60);
-VT_AT(vt_type_record, method_count, 72);
-VT_SIZE(vt_argument, 48);
-VT_SIZE(vt_value, 28);
-VT_SIZE(vt_object_reference, 8);
-VT_SIZE(vt_object_value, 12);
-VT_SIZE(vt_name, 8);
-VT_SIZE(vt_function_record, 16);
-VT_SIZE(vt_property_record, 24);
-VT_SIZE(vt_method_record, 12);
-VT_SIZE(vt_type_record, 92);
-VT_SIZE(vt_version_record, 40);
+VT_AT(vt_api_provider, get_function, 8, 16);
+VT_AT(vt_allocator, allocate, 8, 16);
+VT_AT(vt_allocator, release, 12, 24);
+VT_AT(vt_allocator, donate, 20, 40);
+VT_AT(vt_allocator, parent, 28, 56);
+VT_AT(vt_allocator, child, 44, 88);
+VT_AT(vt_allocator, pending_size, 48, 96);
+VT_AT(vt_block_origin, allocator, 8, 16);
+VT_AT(vt_host_runtime, provider, 16, 32);
+VT_AT(vt_host_runtime, allocator, 24, 48);
+VT_AT(vt_call_context, runtime, 4, 8);
+VT_AT(vt_registration_context, provider, 4, 8);
+VT_SIZE(vt_argument, 48, 96);
+VT_SIZE(vt_value, 28, 56);
+VT_AT(vt_object, data_at, 8, 16);
+VT_AT(vt_object_reference, base, 4, 8);
+VT_SIZE(vt_object_reference, 8, 16);
+VT_SIZE(vt_object_value, 12, 24);
+VT_AT(vt_type_kind, kind, 16, 32);
+VT_AT(vt_type_info, type, 40, 80);
+VT_AT(vt_name, units, 4, 8);
+VT_SIZE(vt_name, 8, 16);
+VT_AT(vt_function_record, handler, 12, 16);
+VT_SIZE(vt_function_record, 16, 24);
+VT_SIZE(vt_property_record, 24, 24);
+VT_AT(vt_method_record, handler, 8, 8);
+VT_SIZE(vt_method_record, 12, 16);
+VT_AT(vt_type_record, private_size, 16, 16);
+VT_AT(vt_type_record, init, 20, 24);
+VT_AT(vt_type_record, term, 24, 32);
+VT_AT(vt_type_record, get_value, 32, 48);
+VT_AT(vt_type_record, set_value, 40, 64);
+VT_AT(vt_type_record, properties, 60, 88);
+VT_AT(vt_type_record, property_count, 64, 96);
+VT_AT(vt_type_record, methods, 68, 104);
+VT_AT(vt_type_record, method_count, 72, 112);
+VT_SIZE(vt_type_record, 92, 136);
+VT_AT(vt_version_record, description_sizes, 24, 24);
+VT_AT(vt_version_record, descriptions, 32, 32);
+VT_SIZE(vt_version_record, 40, 48);
 
+#undef VT_OF_WIDTH
 #undef VT_AT
 #undef VT_SIZE
 #undef VT_STATIC_ASSERT

@@ -20,7 +20,7 @@ struct LifeData {
         tree = held.tree;
     }
 };
-static_assert(sizeof(LifeData) == 308);
+static_assert(sizeof(LifeData) == 77 * sizeof(void*));
 
 }  // namespace valtrosse
 
@@ -40,8 +40,8 @@ VALTROSSE_EXPORT vt_status TOVIK_NewLIBXMLLifeObject(vt_call_context* context,
                                                      vt_object_reference* self,
                                                      vt_object_value* result);
 /// Method `addInternal(internal)`: holds the tree instead of what it held, which is left alone. Gives
-/// the object. 41, or 30 for a bad handle; then it holds what it held. The checked library gives no
-/// value for a handle that it refuses.
+/// the object. 41, or 30 for a bad handle; then it holds what it held. No value for a number that is
+/// known to be no handle of a live object.
 VALTROSSE_EXPORT vt_status TOVIK_LIBXMLLife_addInternal(vt_call_context* context,
                                                         std::uint32_t arg_count, vt_argument* args,
                                                         std::uint32_t* consumed,

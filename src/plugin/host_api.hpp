@@ -72,7 +72,7 @@ struct HostApi {
     auto release_value() const { return get<vt_release_value, VT_ID_RELEASE_VALUE>(); }
 };
 
-static_assert(sizeof(HostApi) == 4 * VT_HOST_API_SLOTS);
+static_assert(sizeof(HostApi) == sizeof(void*) * VT_HOST_API_SLOTS);
 
 }  // namespace valtrosse
 

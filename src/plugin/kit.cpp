@@ -22,7 +22,7 @@ DNode* DNode_Remove(DNode* node) {
 
 void* TOVIK_ObjRefGetPrivatePtr(const vt_object_reference* reference) {
     vt_object* object = reference->object;
-    return object ? object->data_at(object, reference->base + 4) : nullptr;
+    return object ? object->data_at(object, reference->base + VT_PRIVATE_DATA) : nullptr;
 }
 
 vt_status TOVIKUtil_SetPropString(const valtrosse::HostApi* api, vt_host_runtime* runtime,

@@ -22,14 +22,17 @@ std::string find_plugin(const std::string& given, bool checked) {
     if (const char* path = std::getenv("VALTROSSE_PLUGIN"); path != nullptr && *path != '\0') {
         return path;
     }
-    const char* const library_name =
-        checked ? "libvaltrosse-dom-checked.so" : "libvaltrosse-dom.so";
+    // Where there is no library for this alone, the one library checks handles.
+    std::vector<const char*> names = {"libvaltrosse-dom.so"};
+    if (checked) names.insert(names.begin(), "libvaltrosse-dom-checked.so");
     const fs::path directory = executable_directory();
-    for (const char* place : {"", VALTROSSE_PLUGIN_FROM_VTDOM}) {
-        const fs::path path = (directory / place / library_name).lexically_normal();
-        if (fs::exists(path)) return path.string();
+    for (const char* name : names) {
+        for (const char* place : {"", VALTROSSE_PLUGIN_FROM_VTDOM}) {
+            const fs::path path = (directory / place / name).lexically_normal();
+            if (fs::exists(path)) return path.string();
+        }
     }
-    throw std::runtime_error(std::string("cannot find ") + library_name + " beside vtdom in " +
+    throw std::runtime_error(std::string("cannot find ") + names.back() + " beside vtdom in " +
                              directory.string() +
                              " or in " VALTROSSE_PLUGIN_FROM_VTDOM
                              " from there: use --plugin PATH or set VALTROSSE_PLUGIN");

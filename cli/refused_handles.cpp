@@ -5,7 +5,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "valtrosse/checked_handles.h"
+#include "valtrosse/handles.h"
 
 namespace valtrosse::cli {
 

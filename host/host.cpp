@@ -99,6 +99,14 @@ const Outcome::Value& Host::property(const ObjectHandle& object, std::uint32_t n
     return found == properties.end() ? none : found->second;
 }
 
+// ---- Objects of libxml2 --------------------------------------------------------------------------
+
+void* Host::object_of(std::uint32_t handle) const { return state_->library.object_of(handle); }
+
+std::uint32_t Host::handle_of(const void* object) const {
+    return state_->library.handle_of(object);
+}
+
 // ---- The library, tests and tools ---------------------------------------------------------------
 
 std::string Host::version_text() const { return state_->library.version_text(); }

@@ -261,6 +261,13 @@ public:
     /// What SetObjectProperty stored under the name index, or no value.
     const Outcome::Value& property(const ObjectHandle& object, std::uint32_t name) const;
 
+    // Objects of libxml2, for hosts that work with libxml2 themselves.
+    /// The object of a handle. Null for a number that the library knows to be no handle of a live one; a
+    /// library whose handles are addresses takes every number for one.
+    void* object_of(std::uint32_t handle) const;
+    /// The handle of a live object. Throws UsageError when the library gives it none.
+    std::uint32_t handle_of(const void* object) const;
+
     // What the library says of itself.
     std::string version_text() const;          ///< entry 110, "1.00.001"
     std::vector<std::string> symbols() const;  ///< the symbol names in order

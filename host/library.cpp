@@ -13,6 +13,8 @@ namespace valtrosse::host {
 
 namespace {
 
+constexpr char own_class = sizeof(void*) == 4 ? ELFCLASS32 : ELFCLASS64;
+
 /// What dlopen says of a file that does not fit is hard to understand; this says it first.
 void check_file(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
@@ -22,7 +24,9 @@ void check_file(const std::string& path) {
     if (!std::string_view(head.data(), head.size()).starts_with(ELFMAG)) {
         throw LoadError(path + " is not a shared library");
     }
-    if (head[EI_CLASS] != ELFCLASS32) throw LoadError(path + " is not a 32-bit library");
+    if (head[EI_CLASS] != own_class) {
+        throw LoadError(path + " is not a " + std::to_string(8 * sizeof(void*)) + "-bit library");
+    }
 }
 
 std::string text_of(const vt_name& name) {
@@ -46,7 +50,24 @@ Library::Library(const std::string& path) : path_(path), handle_(open(path)) {
     if (dispatcher_ == nullptr) throw LoadError(path_ + " has no entry TOVIK");
     version_record_ = reinterpret_cast<vt_get_version_record>(symbol("VTGetVer"));
     if (version_record_ == nullptr) throw LoadError(path_ + " has no entry VTGetVer");
+    object_of_handle_ = reinterpret_cast<vt_object_of_handle>(symbol("valtrosse_object_of_handle"));
+    handle_of_object_ = reinterpret_cast<vt_handle_of_object>(symbol("valtrosse_handle_of_object"));
     read_symbols();
+}
+
+void* Library::object_of(std::uint32_t handle) const {
+    if (object_of_handle_ != nullptr) return object_of_handle_(handle);
+    return reinterpret_cast<void*>(static_cast<std::uintptr_t>(handle));
+}
+
+std::uint32_t Library::handle_of(const void* object) const {
+    auto handle = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(object));
+    if (handle_of_object_ == nullptr) return handle;
+    if (const vt_status status = handle_of_object_(object, &handle)) {
+        throw UsageError("the library has no handle for an object (" + std::to_string(status) +
+                         ")");
+    }
+    return handle;
 }
 
 void* Library::symbol(const char* name) const { return dlsym(handle_.get(), name); }

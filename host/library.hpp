@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/host.hpp"
+#include "valtrosse/handles.h"
 
 namespace valtrosse::host {
 
@@ -30,6 +31,10 @@ public:
     std::string version_text() const;
     std::string description() const;
 
+    // As Host says of them.
+    void* object_of(std::uint32_t handle) const;
+    std::uint32_t handle_of(const void* object) const;
+
 private:
     struct Closer {
         void operator()(void* handle) const;
@@ -43,6 +48,9 @@ private:
     vt_dispatcher dispatcher_ = nullptr;
     vt_get_version_record version_record_ = nullptr;
     std::vector<std::string> symbols_;
+    // Null where handles are addresses.
+    vt_object_of_handle object_of_handle_ = nullptr;
+    vt_handle_of_object handle_of_object_ = nullptr;
 };
 
 }  // namespace valtrosse::host

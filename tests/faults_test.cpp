@@ -142,7 +142,7 @@ protected:
         all += text("xmlDOMDocGetLastMsg", t.doc) + ' ';
         return all + by_id(t.doc, "i1 i2") + by_id(t.doc, "i3") + std::to_string(dtds(t));
     }
-    static int dtds(const Things& t) {
+    int dtds(const Things& t) const {
         return (node_of(t.doc)->doc->intSubset != nullptr) +
                (node_of(t.other)->doc->intSubset != nullptr);
     }

@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "host/host.hpp"
-#include "valtrosse/checked_handles.h"
+#include "valtrosse/handles.h"
 
 namespace valtrosse::host {
 
@@ -33,11 +33,6 @@ std::string checked_plugin_path();
 /// A file of the source tree.
 std::string source_path(const std::string& file);
 
-inline Handle handle_of(const void* object) {
-    return static_cast<Handle>(reinterpret_cast<std::uintptr_t>(object));
-}
-inline xmlNode* node_of(Handle handle) { return reinterpret_cast<xmlNode*>(handle); }
-inline xmlDoc* doc_of(Handle handle) { return reinterpret_cast<xmlDoc*>(handle); }
 inline const char* chars(const xmlChar* text) { return reinterpret_cast<const char*>(text); }
 
 /// The text that a function of libxml2's kind gives, which is freed; "null" for none.
@@ -208,13 +203,12 @@ protected:
         EXPECT_EQ(found.size(), 1U) << expression;
         return found.size() == 1 ? found[0] : 0;
     }
-    /// Whether the library is the one that checks handles.
-    bool is_checked() const { return host.symbol("valtrosse_add_handle") != nullptr; }
-    /// A handle of an object that the library did not hand out.
-    Handle handle_from_outside(const void* object) const {
-        if (is_checked()) host.symbol_as<vt_add_handle>("valtrosse_add_handle")(object);
-        return handle_of(object);
-    }
+    /// Whether the library knows which numbers are handles.
+    bool is_checked() const { return host.symbol("valtrosse_object_of_handle") != nullptr; }
+    /// The handle of a live object; 0 for null.
+    Handle handle_of(const void* object) const { return object ? host.handle_of(object) : 0; }
+    xmlNode* node_of(Handle handle) const { return static_cast<xmlNode*>(host.object_of(handle)); }
+    xmlDoc* doc_of(Handle handle) const { return static_cast<xmlDoc*>(host.object_of(handle)); }
     Handle relative(Handle node, std::uint32_t step) {
         return get("xmlDOMNodeGetRelative", node, step);
     }
@@ -222,7 +216,7 @@ protected:
     std::string value(Handle node) { return text("xmlDOMNodeGetValue", node); }
 
     /// The node with all below it, as libxml2 writes it.
-    static std::string dump(Handle node) {
+    std::string dump(Handle node) const {
         xmlBuffer* buffer = xmlBufferCreate();
         xmlNodeDump(buffer, node_of(node)->doc, node_of(node), 0, 0);
         std::string written(chars(xmlBufferContent(buffer)));

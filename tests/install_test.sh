@@ -3,6 +3,7 @@
 # program that embeds the host, built with CMake and with pkg-config.
 #   install_test.sh BUILD_DIR            installs into a scratch folder
 #   install_test.sh --installed PREFIX   uses what is there, such as a package's /usr
+# Programs are built with $CXX and $CXXFLAGS.
 set -euo pipefail
 
 here=$(cd "$(dirname "$0")" && pwd)
@@ -17,12 +18,13 @@ else
         xargs -0 perl "$here/../docs/markdown.pl" check
 fi
 cd "$scratch"
-lib=$prefix/lib/i386-linux-gnu
+read -ra compiler <<<"${CXX:-c++} ${CXXFLAGS:-}"
+lib=$prefix/lib/$("${compiler[@]}" -print-multiarch)
 [[ -d $lib/valtrosse ]] || lib=$prefix/lib
 vtdom=$prefix/bin/vtdom
 unset VALTROSSE_PLUGIN
 
-# start PROGRAM ARG...: a 32-bit program, in an emulator where the kernel runs none.
+# start PROGRAM ARG...: a program, in an emulator where the kernel does not run it.
 start() { ${VALTROSSE_EMULATOR:+"$VALTROSSE_EMULATOR"} "$@"; }
 if [[ -n ${VALTROSSE_EMULATOR:-} ]]; then
     vtdom=$scratch/vtdom
@@ -68,7 +70,7 @@ same "completion of a script's argument" "" "$(complete_words script.js --fu)"
 
 # ---- Programs that embed the host ----------------------------------------------------------------
 
-CXXFLAGS=-m32 cmake -S "$here/consumer" -B by-cmake "-DCMAKE_PREFIX_PATH=$prefix" \
+cmake -S "$here/consumer" -B by-cmake "-DCMAKE_PREFIX_PATH=$prefix" \
     --log-level=WARNING >/dev/null
 cmake --build by-cmake >/dev/null
 same "a program built with CMake" keemun "$(start by-cmake/consumer)"
@@ -76,7 +78,7 @@ same "a program built with CMake" keemun "$(start by-cmake/consumer)"
 export PKG_CONFIG_PATH=$lib/pkgconfig
 eval "flags=($(pkg-config --cflags --libs valtrosse-host))"
 plugin=$(pkg-config --variable=plugin valtrosse-dom)
-"${CXX:-c++}" -m32 -std=c++20 "-DPLUGIN=\"${plugin//\\/}\"" "$here/consumer/consumer.cpp" \
+"${compiler[@]}" -std=c++20 "-DPLUGIN=\"${plugin//\\/}\"" "$here/consumer/consumer.cpp" \
     "${flags[@]}" -o by-pkg-config
 same "a program built with pkg-config" keemun "$(start ./by-pkg-config)"
 

@@ -197,8 +197,8 @@ TEST_F(Lifetime, what_leaves_an_external_subset_owns_what_it_points_at) {
     const Handle doc =
         get("xmlDOMDocLoadXMLString", "<!DOCTYPE r SYSTEM '" + dtd.path() + "'><r>&e;</r>", 1);
     xmlDtd* const subset = reinterpret_cast<xmlDoc*>(node_of(doc))->extSubset;
-    const Handle pi = handle_from_outside(subset->children);
-    const Handle entity = handle_from_outside(subset->last);
+    const Handle pi = handle_of(subset->children);
+    const Handle entity = handle_of(subset->last);
     const std::vector<Handle> below = select(entity, "descendant::node()");
     ASSERT_EQ(below.size(), 3U);
     const Handle e = below[0], f = below[1], x = attribute(e, "x");

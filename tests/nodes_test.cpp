@@ -38,7 +38,7 @@ TEST_F(Nodes, types_names_and_steps_of_every_code) {
     node.prev = &relatives[2];
     node.children = &relatives[3];
     node.last = &relatives[4];
-    const Handle handle = handle_from_outside(&node);
+    const Handle handle = handle_of(&node);
     std::string names;
     for (std::uint32_t type = 0; type < 22; ++type) {
         node.type = static_cast<xmlElementType>(type);
@@ -86,7 +86,9 @@ TEST_F(Nodes, of_a_document) {
               "9 #document none\n1 r none\n2 p:q 1\n2 xml:lang de\n2 plain xent&[ent]<\n2 id old\n"
               "3 #text t\u00e91t2<cd>[ent]<<ad \n8 #comment c\n3 #text t2<cd>[ent]<<ad \n"
               "7 pi data\n4 #cdata-section <cd>\n1 p:x none\n3 #text <ad \n3 #text  \n");
-    EXPECT_EQ(name(handle_from_outside(node_of(root)->nsDef)), "d");
+    if (!is_checked()) {
+        EXPECT_EQ(name(handle_of(node_of(root)->nsDef)), "d");
+    }
 
     EXPECT_TRUE(gives_no_value("xmlDOMNodeSetValue", find(root, "comment()"),
                                Argument::string_without_text()));

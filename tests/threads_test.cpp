@@ -1,5 +1,7 @@
 // Eight threads at once: documents, messages and lifetime objects of their own, hosts that come and go.
 // Under helgrind (tests/CMakeLists.txt) this shows races in what the threads share inside the library.
+#include <array>
+#include <set>
 #include <thread>
 
 #include "tests/fixture.hpp"
@@ -153,6 +155,39 @@ TEST(Threads, hold_trees_at_the_same_time) {
         own->host.call_method(own->life, "removeInternal");
         EXPECT_FALSE(own->host.call("xmlDOMDocFreeDoc", {own->doc}).no_value());
     }
+}
+
+// Handles are made, read and ended while the others grow what they stand in, and look beyond its end.
+TEST(Threads, give_and_end_handles_at_the_same_time) {
+    Host shared(plugin_path());
+    const bool knows_handles = shared.symbol("valtrosse_object_of_handle") != nullptr;
+    std::array<Handle, thread_count> declarations{};
+    const auto work = [&](unsigned number) {
+        Host::Context context(shared);
+        Script script(context, "thread" + std::to_string(number));
+        const Handle doc = script.get("xmlDOMDocCreateDoc", "1.0");
+        std::vector<Handle> nodes;
+        for (int i = 0; i < rounds() * 40; ++i) {
+            nodes.push_back(script.get("xmlDOMDocCreateNode", doc, 1, "e"));
+            if (knows_handles) {
+                EXPECT_TRUE(script.call("xmlDOMNodeGetName", 0x40000000 + (i << 6)).no_value());
+            }
+            if (i % 3 == 0) script.get("xmlDOMNodeFreeNode", nodes[nodes.size() / 2]);
+            if (i % 3 == 0) nodes.erase(nodes.begin() + static_cast<long>(nodes.size() / 2));
+        }
+        // One declaration for the whole process.
+        const Handle reference = script.get("xmlDOMDocCreateNode", doc, 5, "lt");
+        declarations[number] = script.get("xmlDOMNodeGetRelative", reference, 3);
+        nodes.push_back(reference);
+        std::set<Handle> different(nodes.begin(), nodes.end());
+        EXPECT_EQ(different.size(), nodes.size());
+        for (const Handle node : nodes) script.get("xmlDOMNodeFreeNode", node);
+        script.get("xmlDOMDocFreeDoc", doc);
+    };
+    std::vector<std::thread> threads;
+    for (unsigned number = 0; number < thread_count; ++number) threads.emplace_back(work, number);
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(std::set(declarations.begin(), declarations.end()).size(), 1U);
 }
 
 }  // namespace

@@ -183,7 +183,9 @@ TEST_F(Tree, nodes_outlive_the_document_they_were_made_for) {
         nodes.push_back(create_ns(a, XML_ELEMENT_NODE, "p:e", "urn:p"));
         nodes.push_back(create_ns(a, XML_ATTRIBUTE_NODE, "p:a", "urn:p"));
         const Handle element = nodes[0], attr = nodes[1], text = nodes[2], fragment = nodes[7];
-        for (const Handle node : nodes) EXPECT_EQ(get("xmlDOMNodeGetOwnerDoc", node), a);
+        // Where handles are slots, only a document has one to be told.
+        const Handle told = owner == "no document" && is_checked() ? 0 : a;
+        for (const Handle node : nodes) EXPECT_EQ(get("xmlDOMNodeGetOwnerDoc", node), told);
         if (owner == "gone at once") get("xmlDOMDocFreeDoc", a);
 
         for (const Handle node : nodes) {

@@ -35,7 +35,7 @@ std::string describe(const Node* node) {
     throw Mismatch(describe(node) + ": " + what);
 }
 
-const xmlNode* real(const Node* node) { return node ? real_node(node->handle) : nullptr; }
+const xmlNode* real(const Node* node) { return node ? real_node(node) : nullptr; }
 
 std::string shown(const Text& text) { return text ? "\"" + *text + "\"" : "none"; }
 
@@ -100,7 +100,7 @@ private:
         }
         same_link(node, "prev", found->prev, prev);
         same_link(node, "next", found->next, next);
-        if (handle_of(found->doc) != node->owner) differ(node, "the owner is another one");
+        if (address_of(found->doc) != node->owner) differ(node, "the owner is another one");
         if (node->is_declaration()) return;
         const bool none = node->children.empty();
         same_link(node, "children", found->children,
@@ -211,9 +211,9 @@ private:
 }  // namespace
 
 void take_over_ids(const Forest& forest, Node* document) {
-    const auto* const doc = reinterpret_cast<const xmlDoc*>(real_node(document->handle));
+    const auto* const doc = reinterpret_cast<const xmlDoc*>(real_node(document));
     for (const auto& [id, attr] : ids_of(doc)) {
-        Node* const holder = forest.by_handle(handle_of(attr));
+        Node* const holder = forest.by_address(address_of(attr));
         if (!holder || containing_document(holder) != document ||
             collapsed(forest.attribute_value(holder)) != id)
             differ(document, "the ID " + id + " has no holder");
@@ -221,16 +221,15 @@ void take_over_ids(const Forest& forest, Node* document) {
     }
 }
 
-void bind(Forest& forest, Node* node, Handle handle) {
-    const xmlNode* const found = real_node(handle);
+void bind(Forest& forest, Node* node, const xmlNode* found) {
     if (!found || found->type != node->type) differ(node, "the new tree has another node here");
-    forest.bind(node, handle);
+    forest.bind(node, address_of(found));
     const bool in_dtd = node->parent && node->parent->is_dtd();
-    if (node->is_dtd() || in_dtd) node->owner = handle_of(found->doc);
+    if (node->is_dtd() || in_dtd) node->owner = address_of(found->doc);
     const auto bind_list = [&](const std::vector<Node*>& expected, const xmlNode* first) {
         for (Node* child : expected) {
             if (!first) differ(child, "is missing in the new tree");
-            bind(forest, child, handle_of(first));
+            bind(forest, child, first);
             first = first->next;
         }
         if (first) differ(node, "has more below it in the new tree");
@@ -240,7 +239,7 @@ void bind(Forest& forest, Node* node, Handle handle) {
     if (!node->is_declaration() && !node->entity) bind_list(node->children, found->children);
     if (node->external_subset)
         bind(forest, node->external_subset,
-             handle_of(reinterpret_cast<const xmlDoc*>(found)->extSubset));
+             reinterpret_cast<const xmlNode*>(reinterpret_cast<const xmlDoc*>(found)->extSubset));
 }
 
 void check_trees(const Forest& forest) { Checker(forest).run(); }

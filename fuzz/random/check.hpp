@@ -15,13 +15,11 @@ struct Mismatch : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-inline xmlNode* real_node(Handle handle) { return reinterpret_cast<xmlNode*>(handle); }
-inline Handle handle_of(const void* object) {
-    return static_cast<Handle>(reinterpret_cast<std::uintptr_t>(object));
-}
+inline xmlNode* real_node(const Node* node) { return reinterpret_cast<xmlNode*>(node->address); }
+inline Address address_of(const void* object) { return reinterpret_cast<Address>(object); }
 
-/// Gives the nodes of a new tree of the model the handles of the real one. Throws Mismatch.
-void bind(Forest& forest, Node* node, Handle handle);
+/// Gives the nodes of a new tree of the model the addresses of the real one. Throws Mismatch.
+void bind(Forest& forest, Node* node, const xmlNode* real);
 
 /// Makes the IDs of a real document those of the model's. Throws Mismatch for one that no attribute has.
 void take_over_ids(const Forest& forest, Node* document);

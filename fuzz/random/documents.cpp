@@ -35,13 +35,13 @@ Expected Session::load(const Args& args, bool html, bool is_file) {
         return none();
     }
     Expected expected = created(to_model(forest_, step_, parsed.doc.get()));
-    const auto name_owner = [](Node* root, Handle handle) {
-        for_subtree(root, [handle](Node* node) { node->owner = handle; });
+    const auto name_owner = [](Node* root, Address owner) {
+        for_subtree(root, [owner](Node* node) { node->owner = owner; });
     };
     expected.then = [this, document = expected.node, message = parsed.message, name_owner] {
-        name_owner(document, document->handle);
-        if (document->external_subset) name_owner(document->external_subset, document->handle);
-        if (!message.empty()) messages_[document->handle] = message_text(message);
+        name_owner(document, document->address);
+        if (document->external_subset) name_owner(document->external_subset, document->address);
+        if (!message.empty()) messages_[document->address] = message_text(message);
     };
     return expected;
 }
@@ -49,7 +49,7 @@ Expected Session::load(const Args& args, bool html, bool is_file) {
 Expected Session::create_doc(const Args& args) {
     Expected expected = created(forest_.make(step_, XML_DOCUMENT_NODE));
     expected.node->version = args.texts[0];
-    expected.then = [document = expected.node] { document->owner = document->handle; };
+    expected.then = [document = expected.node] { document->owner = document->address; };
     return expected;
 }
 
@@ -143,9 +143,9 @@ Expected Session::save_html_format(const Args& args) {
 void Session::absorb_meta(Node* document) {
     for_subtree(document, [this](Node* head) {
         if (!head->is_element()) return;
-        const xmlNode* const first = real_node(head->handle)->children;
+        const xmlNode* const first = real_node(head)->children;
         const bool is_new =
-            first && !forest_.by_handle(handle_of(first)) && to_string(first->name) == "meta";
+            first && !forest_.by_address(address_of(first)) && to_string(first->name) == "meta";
         if (is_new) {
             const OwnedDoc copy(xmlNewDoc(nullptr));
             xmlNode* const root = xmlDocCopyNode(const_cast<xmlNode*>(first), copy.get(), 1);
@@ -157,12 +157,12 @@ void Session::absorb_meta(Node* document) {
             head->children.insert(head->children.begin(), meta);
             for_subtree(meta, [head](Node* node) { node->owner = head->owner; });
             forest_.end(holder);
-            bind(forest_, meta, handle_of(first));
+            bind(forest_, meta, first);
         }
         if (head->name != "meta") return;
         for (Node* attr : head->attributes)
             for (Node* part : attr->children)
-                if (part->is_text()) part->content = to_text(real_node(part->handle)->content);
+                if (part->is_text()) part->content = to_text(real_node(part)->content);
     });
 }
 

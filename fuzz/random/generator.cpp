@@ -169,6 +169,7 @@ Value Generator::argument(Taste taste, const Step& so_far) {
 }
 
 Value Generator::handle(Taste taste, const Step& so_far) {
+    if (session_.knows_handles() && choices_.chance(4)) return no_handle();
     if (taste == Taste::message_node && choices_.chance(30)) return integer_value(0);
     if (taste == Taste::owner && choices_.chance(3)) return integer_value(4097);
     if (taste == Taste::parent && choices_.chance(60)) taste = Taste::element;
@@ -199,11 +200,27 @@ Value Generator::handle(Taste taste, const Step& so_far) {
     return object_value(choices_.pick(candidates)->id);
 }
 
+/// A handle that has ended, or a number that never was one.
+Value Generator::no_handle() {
+    const auto& ended = session_.ended();
+    if (!ended.empty() && choices_.chance(60)) {
+        auto object = ended.begin();
+        std::advance(object, choices_.below(static_cast<std::uint32_t>(ended.size())));
+        return object_value(object->first);
+    }
+    std::uint32_t number = choices_.below(0x10000) << 16 | choices_.below(0x10000);
+    if (choices_.chance(30)) number = choices_.below(100);
+    // One bit off a handle, live or not.
+    if (!ended.empty() && choices_.chance(50))
+        number = ended.rbegin()->second ^ 1U << choices_.below(32);
+    return integer_value(number);
+}
+
 /// The element that was chosen as the first argument, if one was.
 const Node* Generator::first_node(const Step& so_far) const {
     if (so_far.args.empty() || so_far.args[0].kind != Value::Kind::object) return nullptr;
     const Node* const node = session_.forest().at(so_far.args[0].object);
-    return node->is_element() ? node : nullptr;
+    return node && node->is_element() ? node : nullptr;
 }
 
 Value Generator::text(Taste taste, const Step& so_far) {

@@ -19,6 +19,7 @@ private:
     const FunctionSpec& choose_function();
     Value argument(Taste taste, const Step& so_far);
     Value handle(Taste taste, const Step& so_far);
+    Value no_handle();
     Value text(Taste taste, const Step& so_far);
     const Node* first_node(const Step& so_far) const;
     Value wrong(Taste taste);

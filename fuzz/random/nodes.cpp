@@ -75,7 +75,12 @@ Expected Session::relative(const Args& args) {
     }
 }
 
-Expected Session::owner_doc(const Args& args) { return integer(args.nodes[0]->owner); }
+Expected Session::owner_doc(const Args& args) {
+    const Address owner = args.nodes[0]->owner;
+    if (!knows_handles()) return integer(static_cast<Handle>(owner));
+    Node* const named = forest_.by_address(owner);
+    return named && named->is_document() ? node_or_none(named) : integer(0);
+}
 
 // ---- Creating -----------------------------------------------------------------------------------
 
@@ -96,7 +101,7 @@ Expected Session::create_node(const Args& args) {
     }
     const auto type = static_cast<xmlElementType>(args.integers[1]);
     Node* const node = forest_.make(step_, type);
-    node->owner = args.integers[0];
+    node->owner = args.nodes[0] ? args.nodes[0]->address : args.integers[0];
     if (node->is_character_data() && type != XML_PI_NODE)
         node->content = data;
     else
@@ -115,7 +120,7 @@ Expected Session::create_node_ns(const Args& args) {
     if (args.integers[1] != XML_ELEMENT_NODE && args.integers[1] != XML_ATTRIBUTE_NODE)
         return none();
     Node* const node = forest_.make(step_, static_cast<xmlElementType>(args.integers[1]));
-    node->owner = args.integers[0];
+    node->owner = args.nodes[0] ? args.nodes[0]->address : args.integers[0];
     node->name = qname.substr(prefix.size() + 1);
     node->ns = std::make_shared<Namespace>(
         Namespace{prefix.empty() ? Text() : Text(prefix), args.texts[3], true});
@@ -233,7 +238,7 @@ Expected Session::clone(const Args& args) {
     Expected expected = created(forest_.copy(args.nodes[0], args.integers[1] == 1, step_));
     if (expected.node->is_document())
         expected.then = [this, document = expected.node] {
-            forest_.name_in_attributes(document, document->handle);
+            forest_.name_in_attributes(document, document->address);
         };
     return expected;
 }
@@ -241,11 +246,11 @@ Expected Session::clone(const Args& args) {
 Expected Session::import(const Args& args) {
     Node* const node = args.nodes[0];
     Node* const document = args.nodes[2];
-    if (args.integers[1] > 1 || document->handle == node->owner || node->is_document() ||
+    if (args.integers[1] > 1 || document->address == node->owner || node->is_document() ||
         !can_be_copied(node) || !document->is_document())
         return none();
     Expected expected = created(forest_.copy(node, args.integers[1] == 1, step_));
-    forest_.name_in_attributes(expected.node, document->handle);
+    forest_.name_in_attributes(expected.node, document->address);
     return expected;
 }
 
@@ -255,7 +260,7 @@ Expected Session::import(const Args& args) {
 void Session::forget_ended_documents(Node* node) {
     if (containing_document(node)) return;
     for_subtree(topmost(node), [this](Node* part) {
-        const Node* const named = forest_.by_handle(part->owner);
+        const Node* const named = forest_.by_address(part->owner);
         if (!named || !named->is_document()) part->owner = 0;
     });
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <fstream>
 #include <set>
+#include <utility>
 
 #include "fuzz/random/check.hpp"
 #include "fuzz/random/oracle.hpp"
@@ -38,8 +39,10 @@ const T* held(const host::Outcome& outcome) {
 /// Compares an outcome with what a call is to give.
 class Comparer {
 public:
-    Comparer(Forest& forest, const Expected& expected, const host::Outcome& outcome)
-        : forest_(forest),
+    Comparer(const host::Host& host, Forest& forest, const Expected& expected,
+             const host::Outcome& outcome)
+        : host_(host),
+          forest_(forest),
           expected_(expected),
           outcome_(outcome) {}
 
@@ -74,12 +77,13 @@ public:
                 const auto* value = held<host::Blob>(outcome_);
                 return require(value && *value == expected_.bytes, "other bytes");
             }
-            case node:
-                return require(number && *number == expected_.node->handle,
-                               std::to_string(expected_.node->handle));
+            case node: return require(number && is_handle(*number, expected_.node), "another node");
             case created:
                 require(number && *number != 0, "a new object");
-                return bind(forest_, expected_.node, *number);
+                bind(forest_, expected_.node,
+                     static_cast<const xmlNode*>(host_.object_of(*number)));
+                expected_.node->handle = *number;
+                return;
             case list:
             case set: return handles();
             case notations: return chain();
@@ -92,22 +96,28 @@ private:
         if (!as_expected) throw Mismatch("gave " + shown(outcome_) + ", expected " + wanted);
     }
 
+    /// Whether it is the handle of the node, and the one that was given out before.
+    bool is_handle(Handle handle, Node* node) const {
+        if (handle == 0 || address_of(host_.object_of(handle)) != node->address) return false;
+        const Handle before = std::exchange(node->handle, handle);
+        return before == 0 || before == handle;
+    }
+
     void handles() {
         require(held<std::u16string>(outcome_) != nullptr, "a handle list");
-        std::vector<Handle> found = outcome_.handles();
-        std::vector<Handle> wanted;
-        for (const Node* node : expected_.nodes) wanted.push_back(node->handle);
-        if (expected_.kind == Expected::Kind::set) {
-            std::sort(found.begin(), found.end());
-            std::sort(wanted.begin(), wanted.end());
+        const std::vector<Handle> found = outcome_.handles();
+        std::vector<Node*> rest = expected_.nodes;
+        require(found.size() == rest.size(), std::to_string(rest.size()) + " handles");
+        for (std::size_t i = 0; i < found.size(); ++i) {
+            const auto wanted =
+                expected_.kind == Expected::Kind::list
+                    ? rest.begin() + static_cast<std::ptrdiff_t>(i)
+                    : std::find(rest.begin(), rest.end(),
+                                forest_.by_address(address_of(host_.object_of(found[i]))));
+            require(wanted != rest.end() && *wanted && is_handle(found[i], *wanted),
+                    "another node at place " + std::to_string(i));
+            *wanted = expected_.kind == Expected::Kind::list ? *wanted : nullptr;
         }
-        std::string list = "the list 4";
-        for (const Handle handle : wanted) {
-            char digits[9];
-            std::snprintf(digits, sizeof digits, "%08X", handle);
-            list += digits;
-        }
-        require(found == wanted, list);
     }
 
     /// Links the records of the model as the real chain has them: the order is the library's.
@@ -116,14 +126,15 @@ private:
         require(number && *number != 0, "a chain of notations");
         std::vector<Node*> rest = expected_.nodes;
         Node* previous = nullptr;
-        for (const xmlNode* found = real_node(*number); found; found = found->children) {
+        const auto* found = static_cast<const xmlNode*>(host_.object_of(*number));
+        for (; found; found = found->children) {
             const auto match = std::find_if(rest.begin(), rest.end(), [&](const Node* record) {
                 return record->name == to_string(found->name);
             });
             if (match == rest.end()) throw Mismatch("a notation that the DTD does not declare");
             Node* const record = *match;
             rest.erase(match);
-            forest_.bind(record, handle_of(found));
+            forest_.bind(record, address_of(found));
             record->parent = previous;
             if (previous) previous->children.push_back(record);
             previous = record;
@@ -131,6 +142,7 @@ private:
         if (!rest.empty()) throw Mismatch("a notation is missing");
     }
 
+    const host::Host& host_;
     Forest& forest_;
     const Expected& expected_;
     const host::Outcome& outcome_;
@@ -202,6 +214,7 @@ Session::Session(host::Host& host, Coverage* coverage) : host_(host), coverage_(
                "<!ELEMENT a ANY><!ATTLIST a id ID #IMPLIED k CDATA 'default'>"
                "<!NOTATION gif SYSTEM 'viewer'><!ENTITY e 'text'>");
     forest_.on_end = [this](Node* node) {
+        if (knows_handles() && node->handle != 0) ended_[node->id] = node->handle;
         for (auto& [ref, life] : lives_)
             if (life.held == node) life.held = nullptr;
     };
@@ -228,15 +241,24 @@ host::Argument Session::argument(const Value& value) {
             if (value.text.starts_with(u"$/")) return expand(value.text);
             return value.text;
         case Kind::bytes: return value.bytes;
-        case Kind::object: {
-            const Handle handle = forest_.at(value.object)->handle;
-            // The model finds objects in the tree as well as in what calls give.
-            if (add_handle_) add_handle_(reinterpret_cast<const void*>(handle));
-            return handle;
-        }
+        case Kind::object:
+            return is_ended(value) ? ended_.at(value.object) : handle_of(forest_.at(value.object));
         case Kind::missing: break;
     }
     return {};
+}
+
+/// The model finds objects in the tree as well as in what calls give.
+Handle Session::handle_of(Node* node) const {
+    if (node->handle == 0) node->handle = host_.handle_of(real_node(node));
+    return node->handle;
+}
+
+/// An object must be there, unless the library knows that it is not; nor is a number a handle.
+bool Session::is_allowed_handle(const Value& value, Taste taste) const {
+    if (value.kind == Value::Kind::object) return forest_.at(value.object) || is_ended(value);
+    if (value.kind != Value::Kind::integer || value.integer == 0) return true;
+    return knows_handles() ? !host_.object_of(value.integer) : taste == Taste::owner;
 }
 
 bool Session::is_allowed(const FunctionSpec& spec, const Step& step) const {
@@ -245,11 +267,8 @@ bool Session::is_allowed(const FunctionSpec& spec, const Step& step) const {
         const Value& value = step.args[i];
         const Taste taste = spec.parameters[i];
         const bool is_handle = reading_of(taste) <= Reading::handle_or_zero;
-        if (value.kind == Value::Kind::object && !forest_.at(value.object)) return false;
-        // A number that is no handle must not be used as one.
-        if (value.kind == Value::Kind::integer && is_handle && value.integer != 0 &&
-            taste != Taste::owner)
-            return false;
+        if (value.kind == Value::Kind::object || is_handle)
+            if (!is_allowed_handle(value, taste)) return false;
         const bool is_path = taste >= Taste::xml_path && taste <= Taste::stylesheet;
         if (value.kind == Value::Kind::text && is_path && !value.text.starts_with(u"$/"))
             return false;
@@ -259,7 +278,7 @@ bool Session::is_allowed(const FunctionSpec& spec, const Step& step) const {
     }
     // An HTML document without a DOCTYPE has one whose address libxml2 would fetch.
     if (spec.name == "xmlDOMDocValidateDTD" && !step.args.empty() &&
-        step.args[0].kind == Value::Kind::object)
+        step.args[0].kind == Value::Kind::object && !is_ended(step.args[0]))
         return forest_.at(step.args[0].object)->type != XML_HTML_DOCUMENT_NODE;
     return true;
 }
@@ -296,11 +315,12 @@ std::optional<Expected> Session::read(const FunctionSpec& spec, const Step& step
                 args.nodes[i] = forest_.at(value.object);
             else if (value.kind != Kind::integer)
                 return status(VT_BAD_INTEGER);
-            const std::uint32_t number = args.nodes[i] ? args.nodes[i]->handle : value.integer;
-            args.integers[i] = number;
-            // An owner that is none: the library that checks handles takes it for a stale one.
-            if (add_handle_ && reading == Reading::handle && !args.nodes[i] && number != 0)
+            const bool is_handle = reading <= Reading::handle_or_zero;
+            if (is_handle && knows_handles() && !args.nodes[i] &&
+                (value.kind == Kind::object || value.integer != 0))
                 return none();
+            const std::uint32_t number = args.nodes[i] ? handle_of(args.nodes[i]) : value.integer;
+            args.integers[i] = number;
             if ((reading == Reading::handle && number == 0) ||
                 (reading == Reading::flag && number > 1))
                 return status(VT_BAD_INTEGER);
@@ -338,7 +358,7 @@ bool Session::perform(const Step& step) {
 }
 
 void Session::compare(const Expected& expected, const host::Outcome& outcome) {
-    Comparer(forest_, expected, outcome).run();
+    Comparer(host_, forest_, expected, outcome).run();
     if (expected.then) expected.then();
     if (expected.kind == Expected::Kind::dump && outcome.status() == 0 &&
         can_round_trip(forest_, expected.node)) {
@@ -403,7 +423,7 @@ bool Session::life_step(const Step& step) {
 }
 
 void Session::end_tree(Node* node) {
-    if (node->is_document()) messages_.erase(node->handle);
+    if (node->is_document()) messages_.erase(node->address);
     if (node->type == XML_NOTATION_NODE)
         forest_.end_notations(node);
     else
@@ -426,7 +446,7 @@ void Session::finish() {
         if (top->external)  // goes with its document
             for (const auto& [id, node] : forest_.nodes())
                 if (node->external_subset == top) tree = node.get();
-        const host::Outcome outcome = host_.call("xmlDOMNodeFreeNode", {tree->handle});
+        const host::Outcome outcome = host_.call("xmlDOMNodeFreeNode", {handle_of(tree)});
         if (outcome.no_value()) throw Mismatch("a tree could not be freed at the end");
         end_tree(tree);
     }

@@ -13,7 +13,7 @@
 #include "fuzz/random/run.hpp"
 #include "fuzz/random/tree.hpp"
 #include "host/host.hpp"
-#include "valtrosse/checked_handles.h"
+#include "valtrosse/handles.h"
 
 namespace valtrosse::random {
 
@@ -62,6 +62,11 @@ public:
 
     const Forest& forest() const { return forest_; }
     const std::map<Ref, Life>& lives() const { return lives_; }
+    /// Whether the library knows which numbers are handles of live objects. Then calls with others are
+    /// allowed, and give no value.
+    bool knows_handles() const { return object_of_handle_ != nullptr; }
+    /// The handles that have ended, by their objects.
+    const std::map<Ref, Handle>& ended() const { return ended_; }
 
     /// Makes the call of a step and compares. False when the rules do not allow the step. Throws
     /// Mismatch.
@@ -82,6 +87,11 @@ private:
     static const std::map<std::string_view, Predict>& predictions();
 
     bool life_step(const Step& step);
+    bool is_ended(const Value& value) const {
+        return value.kind == Value::Kind::object && ended_.contains(value.object);
+    }
+    bool is_allowed_handle(const Value& value, Taste taste) const;
+    Handle handle_of(Node* node) const;
     bool is_allowed(const FunctionSpec& spec, const Step& step) const;
     /// The outcome that the arguments decide before the work begins; else they are in `args`.
     std::optional<Expected> read(const FunctionSpec& spec, const Step& step, Args& args) const;
@@ -189,13 +199,15 @@ private:
     Expected version(const Args& args);
 
     host::Host& host_;
-    // Of the library that checks handles; null in the plain one.
-    const vt_add_handle add_handle_ = host_.symbol_as<vt_add_handle>("valtrosse_add_handle");
+    // Null where handles are addresses.
+    const vt_object_of_handle object_of_handle_ =
+        host_.symbol_as<vt_object_of_handle>("valtrosse_object_of_handle");
     Coverage* coverage_;
     std::filesystem::path folder_;
     Forest forest_;
     std::map<Ref, Life> lives_;
-    std::map<Handle, std::u16string> messages_;  // by owner; 0: the thread's
+    std::map<Ref, Handle> ended_;
+    std::map<Address, std::u16string> messages_;  // by owner; 0: the thread's
     std::uint32_t step_ = 0;
 };
 

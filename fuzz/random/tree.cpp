@@ -103,20 +103,20 @@ Node* Forest::at(Ref ref) const {
     return found == nodes_.end() ? nullptr : found->second.get();
 }
 
-Node* Forest::by_handle(Handle handle) const {
-    const auto found = by_handle_.find(handle);
-    return found == by_handle_.end() ? nullptr : found->second;
+Node* Forest::by_address(Address address) const {
+    const auto found = by_address_.find(address);
+    return found == by_address_.end() ? nullptr : found->second;
 }
 
-void Forest::bind(Node* node, Handle handle) {
-    node->handle = handle;
-    by_handle_[handle] = node;
+void Forest::bind(Node* node, Address address) {
+    node->address = address;
+    by_address_[address] = node;
 }
 
 void Forest::forget(Node* node) {
     if (on_end) on_end(node);
-    const auto found = by_handle_.find(node->handle);
-    if (found != by_handle_.end() && found->second == node) by_handle_.erase(found);
+    const auto found = by_address_.find(node->address);
+    if (found != by_address_.end() && found->second == node) by_address_.erase(found);
     nodes_.erase(node->id);
 }
 
@@ -139,7 +139,7 @@ void Forest::end_notations(Node* first) {
 // ---- Look-ups -----------------------------------------------------------------------------------
 
 Node* Forest::lookup_document(Node* node) const {
-    Node* const named = by_handle(node->owner);
+    Node* const named = by_address(node->owner);
     return named && named->is_document() ? named : containing_document(node);
 }
 
@@ -468,7 +468,8 @@ Node* Forest::copy(Node* source, bool deep, std::uint32_t step) {
         const Ref id = to->id;
         *to = *from;
         to->id = id;
-        to->handle = to->owner = 0;
+        to->handle = 0;
+        to->address = to->owner = 0;
         to->parent = to->internal_subset = to->external_subset = nullptr;
         copies[from] = to;
         if (!of_document) to->entity = nullptr;
@@ -515,7 +516,7 @@ Node* Forest::copy(Node* source, bool deep, std::uint32_t step) {
     return root;
 }
 
-void Forest::name_in_attributes(Node* root, Handle document) {
+void Forest::name_in_attributes(Node* root, Address document) {
     if (root->is_attribute()) return;
     for_subtree(root, [&](Node* node) {
         const Node* part = node;

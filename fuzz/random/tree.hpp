@@ -16,6 +16,7 @@
 namespace valtrosse::random {
 
 using Handle = std::uint32_t;
+using Address = std::uintptr_t;
 using Text = std::optional<std::string>;  // UTF-8, or absent
 
 /// A namespace: a declaration of an element, or what one node has for itself.
@@ -34,8 +35,9 @@ struct Notation {
 struct Node {
     Ref id;
     xmlElementType type = XML_ELEMENT_NODE;
-    Handle handle = 0;
-    Handle owner = 0;  // what GetOwnerDoc gives: any number
+    Address address = 0;  // of the real object
+    Handle handle = 0;    // its handle, once that was given out
+    Address owner = 0;    // what its doc field names: any object, live or not
     Node* parent = nullptr;
     std::vector<Node*> children;
     std::vector<Node*> attributes;
@@ -99,8 +101,8 @@ public:
     Node* make(std::uint32_t step, xmlElementType type);
     Node* at(Ref ref) const;
     /// The live object at an address.
-    Node* by_handle(Handle handle) const;
-    void bind(Node* node, Handle handle);
+    Node* by_address(Address address) const;
+    void bind(Node* node, Address address);
     const std::map<Ref, std::unique_ptr<Node>>& nodes() const { return nodes_; }
     /// Called with each object that ends, before it does.
     std::function<void(Node*)> on_end;
@@ -135,7 +137,7 @@ public:
     void make_subset(Node* document, Node* dtd, std::size_t place);
     Node* copy(Node* source, bool deep, std::uint32_t step);
     /// The attributes of copied elements name a document where there is one to name.
-    void name_in_attributes(Node* root, Handle document);
+    void name_in_attributes(Node* root, Address document);
     void end(Node* root);
     void end_notations(Node* first);
 
@@ -153,7 +155,7 @@ private:
     void forget(Node* node);
 
     std::map<Ref, std::unique_ptr<Node>> nodes_;
-    std::map<Handle, Node*> by_handle_;
+    std::map<Address, Node*> by_address_;
     std::uint32_t last_step_ = 0;
     std::uint32_t next_index_ = 0;
 };

@@ -9,13 +9,21 @@ namespace valtrosse::fuzz {
 namespace {
 
 using Word = std::uint32_t;
+using Address = std::uintptr_t;
+
+constexpr std::size_t key_length = 2 * sizeof(Address);
+
+Address address_of(const xmlChar* key) {
+    static const auto function =
+        library().symbol_as<Address (*)(const xmlChar*)>("_x_xmlCharPtrToxmlNodePtr");
+    return function(key);
+}
 
 void numbers(Word value, Word digits) {
     static const auto write =
         library().symbol_as<vt_status (*)(Word, Word, char16_t*)>("_x_pointersizeToHexString");
-    static const auto key_of = library().symbol_as<xmlChar* (*)(Word)>("_x_xmlNodePtrToxmlCharPtr");
-    static const auto address_of =
-        library().symbol_as<Word (*)(const xmlChar*)>("_x_xmlCharPtrToxmlNodePtr");
+    static const auto key_of =
+        library().symbol_as<xmlChar* (*)(Address)>("_x_xmlNodePtrToxmlCharPtr");
     const Exact<char16_t> out(std::u16string(digits, u'-'));
     const bool possible = digits >= 1 && digits <= 8;
     check(write(value, digits, out.data()) == (possible ? VT_OK : VT_MALFORMED), "status of hex");
@@ -24,18 +32,18 @@ void numbers(Word value, Word digits) {
     const std::string wanted = possible ? printed + 8 - digits : std::string(digits, '-');
     check(std::equal(wanted.begin(), wanted.end(), out.data()), "hex", wanted);
 
-    xmlChar* key = key_of(value);
-    check(std::strlen(reinterpret_cast<char*>(key)) == 8 && address_of(key) == value, "key");
+    const Address address = (Address{value} << 16 << 16) | value;
+    xmlChar* key = key_of(address);
+    check(std::strlen(reinterpret_cast<char*>(key)) == key_length && address_of(key) == address,
+          "key");
     xmlFree(key);
 }
 
 /// Any terminated text as a key.
 void keys(std::string_view text) {
-    static const auto address_of =
-        library().symbol_as<Word (*)(const xmlChar*)>("_x_xmlCharPtrToxmlNodePtr");
     const Exact<char> key(std::string(text) + '\0');
-    const Word address = address_of(reinterpret_cast<const xmlChar*>(key.data()));
-    check(std::strlen(key.data()) == 8 || address == 0, "a key of another length");
+    const Address address = address_of(reinterpret_cast<const xmlChar*>(key.data()));
+    check(std::strlen(key.data()) == key_length || address == 0, "a key of another length");
 }
 
 /// A text that may be a list: refused, or read so that it says what was read.

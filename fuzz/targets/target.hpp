@@ -108,10 +108,10 @@ private:
 /// False for XML whose entities could keep libxml2 busy beyond measure.
 bool is_harmless(Bytes xml);
 
-inline xmlNode* node_of(Handle handle) { return reinterpret_cast<xmlNode*>(handle); }
-inline Handle handle_of(const void* object) {
-    return static_cast<Handle>(reinterpret_cast<std::uintptr_t>(object));
+inline xmlNode* node_of(Handle handle) {
+    return static_cast<xmlNode*>(library().object_of(handle));
 }
+inline Handle handle_of(const void* object) { return library().handle_of(object); }
 
 /// Checks all links of a tree, both ways.
 void check_links(const xmlNode* root);

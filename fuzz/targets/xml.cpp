@@ -70,7 +70,7 @@ Declarations declarations(const xmlNode* doc) {
 /// Whether every encoding of the list can write this tree so that it reads back the same: names,
 /// comments and instructions of ASCII, and no DTD, whose entities libxml2 writes as it likes.
 bool reads_back(Handle doc, std::string_view described) {
-    return !reinterpret_cast<xmlDoc*>(doc)->intSubset && is_ascii(described);
+    return !node_of(doc)->doc->intSubset && is_ascii(described);
 }
 
 void saves(Handle doc, const char* encoding, unsigned format) {

@@ -3,8 +3,8 @@
 #include <limits>
 
 #include "dom/node/free.hpp"
+#include "handles/handle.hpp"
 #include "plugin/catalogue.hpp"
-#include "plugin/handle_check.hpp"
 #include "plugin/kit.hpp"
 #include "plugin/readers.hpp"
 
@@ -59,7 +59,7 @@ void* TOVIK_PrivateInitLIBXMLLifeObj(void* private_data) {
 }
 
 void TOVIK_PrivateTermLIBXMLLifeObj(void* private_data) {
-    if constexpr (checked_handles) watch_this_thread();
+    hear_ends_on_this_thread();
     xmlNode* const tree = release_tree(*static_cast<LifeData*>(private_data));
     // A tree that meanwhile hangs under another node belongs to that node's owner.
     if (tree && may_be_freed(tree)) _x_freeNode(tree);
@@ -107,13 +107,14 @@ vt_status TOVIK_LIBXMLLife_addInternal(vt_call_context* context, std::uint32_t a
         return status;
     if (position == 0) return VT_MISSING_ARGUMENT;
 
-    std::uint32_t handle = 0;
+    Handle handle = 0;
     vt_status status = TOVIKParam_Vtu32intParam(context->runtime, &api, position, args, &handle, 1,
                                                 std::numeric_limits<std::uint32_t>::max());
-    if constexpr (checked_handles)
-        if (status == VT_OK && check_handle(handle, names[0]) != VT_OK) return VT_OK;
-    if (status == VT_OK && !hold_tree(*data, reinterpret_cast<xmlNode*>(handle)))
-        status = VT_OUT_OF_MEMORY;
+    if (status == VT_OK) {
+        xmlNode* const tree = passed_object(handle, names[0]);
+        if (!tree) return VT_OK;
+        if (!hold_tree(*data, tree)) status = VT_OUT_OF_MEMORY;
+    }
     give_object(*data, self->object, result);
     return status;
 }

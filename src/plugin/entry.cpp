@@ -3,6 +3,7 @@
 
 #include <libxml/parser.h>
 
+#include "handles/handle.hpp"
 #include "plugin/tables.hpp"
 
 using namespace valtrosse;
@@ -25,7 +26,10 @@ namespace {
 
 /// libxml2 sets itself up at its first use, and not safely when that happens in two threads at once. So
 /// it is done when the library is loaded.
-[[gnu::constructor]] void set_up_libxml2() { xmlInitParser(); }
+[[gnu::constructor]] void set_up_libxml2() {
+    xmlInitParser();
+    hear_ends_on_new_threads();
+}
 
 constexpr std::uint32_t version_units = 8;  // 1.00.001
 

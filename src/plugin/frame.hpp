@@ -5,15 +5,14 @@
 //
 // The parameter types say how the arguments are read, in binding order:
 //
-//     T*               a handle, 1 to 4294967295: the address of a libxml2 object
+//     T*               a handle, 1 to 4294967295, of a libxml2 object
 //     HandleOrZero<T>  the same with 0 allowed, which becomes null
 //     std::uint32_t    an integer, 0 to 4294967295
 //     Flag             an integer, 0 or 1
 //     HostText, Blob   a string or bytes of the host, borrowed for the length of the call
 //     Deferred<T>      any of these, read by the handler itself when its turn comes
 //
-// In the checked library a handle that was not handed out, or whose object is gone, ends the call with
-// no value (handle_check.hpp).
+// A number that is known to be no handle of a live object ends the call with no value (handle.hpp).
 //
 // The frame fetches the host API table, binds, reads, runs the work and passes the result. A script
 // sees a value, no value, or a status; see Result.
@@ -25,8 +24,8 @@
 #include <tuple>
 #include <utility>
 
+#include "handles/handle.hpp"
 #include "plugin/catalogue.hpp"
-#include "plugin/handle_check.hpp"
 #include "plugin/host_api.hpp"
 #include "plugin/readers.hpp"
 
@@ -72,7 +71,7 @@ struct HandleOrZero {
 class Call {
 public:
     explicit Call(vt_call_context* context) : context_(context), runtime_(context->runtime) {
-        if constexpr (checked_handles) watch_this_thread();
+        hear_ends_on_this_thread();
     }
 
     vt_call_context* context() const { return context_; }
@@ -85,9 +84,9 @@ public:
     }
     /// The handle of an object, which must be alive.
     Result handle(const void* object) {
-        if constexpr (checked_handles)
-            if (vt_status status = handle_given(object)) return failure(status);
-        return integer(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(object)));
+        Handle handle = 0;
+        if (vt_status status = give_handle(object, handle)) return failure(status);
+        return integer(handle);
     }
     /// As handle, with no value for null.
     Result handle_or_no_value(const void* object) { return object ? handle(object) : no_value; }
@@ -139,12 +138,11 @@ inline vt_status read_integer(const Call& call, const Place& place, std::uint32_
 
 template <typename T>
 vt_status read_handle(const Call& call, const Place& place, T*& object, std::uint32_t low) {
-    std::uint32_t handle = 0;
-    vt_status status = read_integer(call, place, handle, low, max_integer);
-    if constexpr (checked_handles)
-        if (status == VT_OK && handle != 0) status = check_handle(handle, *place.parameter);
-    object = reinterpret_cast<T*>(handle);
-    return status;
+    Handle handle = 0;
+    const vt_status status = read_integer(call, place, handle, low, max_integer);
+    if (status != VT_OK || handle == 0) return status;
+    object = reinterpret_cast<T*>(passed_object(handle, *place.parameter));
+    return object ? VT_OK : VT_NULL_STRING;
 }
 
 }  // namespace detail

@@ -56,7 +56,7 @@ class MessageKey {
 public:
     MessageKey(const xmlNode* object, const vt_call_context* context) {
         if (const xmlDoc* doc = _x_getDocNode(object)) {
-            text_.reset(_x_xmlNodePtrToxmlCharPtr(address_of(doc)));
+            text_.reset(_x_xmlNodePtrToxmlCharPtr(reinterpret_cast<std::uintptr_t>(doc)));
         } else {
             forget_earlier_thread();
             text_.reset(_x_getMsgThreadId(context));
@@ -128,15 +128,15 @@ xmlChar* _x_getMsgThreadId(const vt_call_context* context) {
     return id;
 }
 
-xmlChar* _x_xmlNodePtrToxmlCharPtr(std::uint32_t address) {
+xmlChar* _x_xmlNodePtrToxmlCharPtr(std::uintptr_t address) {
     auto* key = static_cast<xmlChar*>(xmlMalloc(sizeof(AddressKey)));
     if (key) std::memcpy(key, AddressKey(address).text, sizeof(AddressKey));
     return key;
 }
 
-std::uint32_t _x_xmlCharPtrToxmlNodePtr(const xmlChar* key) {
+std::uintptr_t _x_xmlCharPtrToxmlNodePtr(const xmlChar* key) {
     if (!key || xmlStrlen(key) != AddressKey::length) return 0;
-    std::uint32_t address = 0;
+    std::uintptr_t address = 0;
     for (std::size_t i = AddressKey::length / 2; i-- > 0;) {
         const unsigned byte = ((key[2 * i] - 1u) << 4) + key[2 * i + 1] - 1u;
         address = address << 8 | (byte & 0xFF);

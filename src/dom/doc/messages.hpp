@@ -27,11 +27,11 @@ VALTROSSE_EXPORT void _x_freeMsg(void* message, void* data, const xmlChar* name)
 /// The key of this thread and call context: two address keys. To be freed with xmlFree; null without
 /// memory.
 VALTROSSE_EXPORT xmlChar* _x_getMsgThreadId(const vt_call_context* context);
-/// The 8 bytes, each 1 to 16, that stand for an address as a key: its bytes in memory order, the high
-/// half of each before the low one. To be freed with xmlFree; null without memory.
-VALTROSSE_EXPORT xmlChar* _x_xmlNodePtrToxmlCharPtr(std::uint32_t address);
-/// The address of such a key; 0 for a text that is not 8 bytes long.
-VALTROSSE_EXPORT std::uint32_t _x_xmlCharPtrToxmlNodePtr(const xmlChar* key);
+/// The 8 bytes (with 64-bit addresses 16), each 1 to 16, that stand for an address as a key: its bytes in
+/// memory order, the high half of each before the low one. To be freed with xmlFree; null without memory.
+VALTROSSE_EXPORT xmlChar* _x_xmlNodePtrToxmlCharPtr(std::uintptr_t address);
+/// The address of such a key; 0 for a text of another length.
+VALTROSSE_EXPORT std::uintptr_t _x_xmlCharPtrToxmlNodePtr(const xmlChar* key);
 /// The value of the object's doc field; null for null. It may name a document that is gone.
 VALTROSSE_EXPORT xmlDoc* _x_getDocNode(const xmlNode* object);
 

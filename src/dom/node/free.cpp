@@ -8,7 +8,8 @@
 #include "dom/node/namespaces.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/node/tree.hpp"
-#include "plugin/handle_check.hpp"
+#include "handles/ends.hpp"
+#include "handles/handle.hpp"
 
 namespace valtrosse {
 namespace {
@@ -36,13 +37,21 @@ void free_additional_dtds(xmlDoc* doc) {
     }
 }
 
+void forget_document(xmlDoc* doc) {
+    auto* const node = reinterpret_cast<xmlNode*>(doc);
+    doc->doc = doc;  // a clone names none, but a message may stand under its address
+    _x_removeMsg(node, nullptr);
+    forget_held(node);
+    document_gone(doc);
+}
+
 void free_notations(xmlNode* record) {
     if (record->parent) record->parent->children = nullptr;
     while (record) {
         auto* notation = reinterpret_cast<xmlEntity*>(record);
         record = notation->children;
         forget_held(reinterpret_cast<xmlNode*>(notation));
-        if constexpr (checked_handles) handle_gone(notation);
+        end_handle(notation);
         xmlFree(const_cast<xmlChar*>(notation->name));
         xmlFree(const_cast<xmlChar*>(notation->ExternalID));
         xmlFree(const_cast<xmlChar*>(notation->SystemID));
@@ -60,12 +69,9 @@ bool may_be_freed(const xmlNode* node) {
 }
 
 void free_document(xmlDoc* doc) {
-    auto* node = reinterpret_cast<xmlNode*>(doc);
-    doc->doc = doc;  // a clone names none, but a message may stand under its address
-    _x_removeMsg(node, nullptr);
-    forget_held(node);
     // The external subset hangs nowhere, and XPath leads to it through its declarations.
-    for (xmlNode* part : {node, reinterpret_cast<xmlNode*>(doc->extSubset)}) {
+    for (xmlNode* part :
+         {reinterpret_cast<xmlNode*>(doc), reinterpret_cast<xmlNode*>(doc->extSubset)}) {
         if (!part) continue;
         forget_held_subtree(part);
         if (may_have_own_records(doc))
@@ -76,8 +82,17 @@ void free_document(xmlDoc* doc) {
             });
     }
     free_additional_dtds(doc);
-    document_gone(doc);
+    forget_document(doc);
     xmlFreeDoc(doc);
+}
+
+void object_ended(xmlNode* object) {
+    if (!is_document(object)) {
+        if (any_held_nodes()) forget_held(object);
+        return;
+    }
+    auto* const doc = reinterpret_cast<xmlDoc*>(object);
+    if (is_known_document(doc)) forget_document(doc);  // somebody else frees it
 }
 
 }  // namespace valtrosse

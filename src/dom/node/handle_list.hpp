@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "dom/address_key.hpp"
+#include "handles/handle.hpp"
 #include "plugin/frame.hpp"
 #include "plugin/memory.hpp"
 
@@ -54,10 +54,10 @@ public:
     bool failed() const { return status_ != VT_OK; }
     Result failure() const { return valtrosse::failure(status_); }
 
-    void add(const void* handle) {
-        if constexpr (checked_handles)
-            if (vt_status status = handle_given(handle)) status_ = status;
-        write_hexadecimal(address_of(handle), next_);
+    void add(const void* object) {
+        Handle handle = 0;
+        if (vt_status status = give_handle(object, handle)) status_ = status;
+        write_hexadecimal(handle, next_);
         next_ += digits;
     }
 

@@ -1,7 +1,8 @@
 // From a node to its relatives and its document.
 #include <libxml/tree.h>
 
-#include "dom/address_key.hpp"
+#include "dom/doc/documents.hpp"
+#include "dom/node/tree.hpp"
 #include "plugin/frame.hpp"
 
 namespace valtrosse {
@@ -26,9 +27,12 @@ Result relative(Call& call, xmlNode* node, std::uint32_t step) {
     }
 }
 
-/// The document that `node` names as its own: 0 when it names none. A number, not a handle given out
-/// here: the document may be gone.
-Result owner_doc(Call& call, xmlNode* node) { return call.integer(address_of(node->doc)); }
+/// The document that `node` names as its own: 0 when it names none. It may be gone.
+Result owner_doc(Call& call, xmlNode* node) {
+    const xmlDoc* const doc = node->doc;
+    const bool alive = is_known_document(doc) || (doc && doc == containing_document(node));
+    return alive ? call.handle(doc) : call.integer(number_of_gone(doc));
+}
 
 }  // namespace
 }  // namespace valtrosse

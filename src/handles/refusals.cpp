@@ -1,9 +1,9 @@
-#include "checked/refusals.hpp"
+#include "handles/refusals.hpp"
 
 #include <algorithm>
 
+#include "handles/handle.hpp"
 #include "lock.hpp"
-#include "plugin/handle_check.hpp"
 #include "plugin/tables.hpp"
 
 namespace valtrosse {
@@ -49,7 +49,9 @@ void valtrosse_on_refused_handle(vt_refused_handle_callback callback, void* data
     valtrosse::listener = {callback, data};
 }
 
-vt_status valtrosse_add_handle(const void* object) {
-    valtrosse::watch_this_thread();
-    return valtrosse::handle_given(object);
+vt_status valtrosse_handle_of_object(const void* object, std::uint32_t* handle) {
+    valtrosse::hear_ends_on_this_thread();
+    return valtrosse::give_handle(object, *handle);
 }
+
+void* valtrosse_object_of_handle(std::uint32_t handle) { return valtrosse::object_of(handle); }

@@ -8,7 +8,7 @@ namespace {
 struct Nodes {
     std::uint32_t item, empty_item, text, long_text, leaf;
 
-    Nodes() {
+    explicit Nodes(const Functions& f) {
         host::Host& host = shared_host();
         const auto load = [&](const std::u16string& xml) {
             const auto doc = host.call("xmlDOMDocLoadXMLString", {xml, 1});
@@ -23,34 +23,40 @@ struct Nodes {
         long_text = child(load(u"<list>" + std::u16string(10000, u'x') + u"</list>"));
         const auto doc = host.call("xmlDOMNodeGetOwnerDoc", {item});
         leaf = host.call("xmlDOMDocCreateNode", {doc, 1, u"leaf"}).handle();
+        for (std::uint32_t* node : {&item, &empty_item, &text, &long_text, &leaf})
+            *node = f.of(*node);
     }
 };
+
+const Nodes& nodes_for(const Functions& f) {
+    static const Nodes of_library(library()), of_floors(bare());
+    return &f == &library() ? of_library : of_floors;
+}
 
 }  // namespace
 
 const std::vector<CallCase>& call_cases() {
-    static const Nodes nodes;
     static const std::vector<CallCase> cases = {
         {"GetRelative",
          [](const Functions& f) {
-             call(f.relative, {nodes.item, 1});
+             call(f.relative, {nodes_for(f).item, 1});
          }},
-        {"GetType", [](const Functions& f) { call(f.type, {nodes.item}); }},
-        {"GetName", [](const Functions& f) { call(f.name, {nodes.item}); }},
-        {"GetValue of 9 bytes", [](const Functions& f) { call(f.value, {nodes.text}); }},
-        {"GetValue of 10 kB", [](const Functions& f) { call(f.value, {nodes.long_text}); }},
+        {"GetType", [](const Functions& f) { call(f.type, {nodes_for(f).item}); }},
+        {"GetName", [](const Functions& f) { call(f.name, {nodes_for(f).item}); }},
+        {"GetValue of 9 bytes", [](const Functions& f) { call(f.value, {nodes_for(f).text}); }},
+        {"GetValue of 10 kB", [](const Functions& f) { call(f.value, {nodes_for(f).long_text}); }},
         {"GetAttribute",
          [](const Functions& f) {
-             call(f.attribute, {nodes.item, u"n"});
+             call(f.attribute, {nodes_for(f).item, u"n"});
          }},
         {"AddChild of a leaf, to and fro",
          [](const Functions& f) {
-             call(f.add_child, {0, nodes.item, nodes.leaf});
-             call(f.add_child, {0, nodes.empty_item, nodes.leaf});
+             call(f.add_child, {0, nodes_for(f).item, nodes_for(f).leaf});
+             call(f.add_child, {0, nodes_for(f).empty_item, nodes_for(f).leaf});
          }},
         {"SelectNodes of one node",
          [](const Functions& f) {
-             call(f.select, {nodes.item, u"following-sibling::item"});
+             call(f.select, {nodes_for(f).item, u"following-sibling::item"});
          }},
     };
     return cases;

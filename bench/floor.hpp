@@ -22,9 +22,14 @@ public:
     FloorCall(vt_call_context* context, std::uint32_t arg_count, vt_argument* args, void* slot,
               std::span<const vt_name> parameters);
 
+    /// What stands for an object here: its address, with 64 bits its distance from where objects lie.
+    static std::uint32_t number_of(const void* object) {
+        return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(object) - origin);
+    }
+
     std::uint32_t integer(std::size_t parameter) const;
     xmlNode* node(std::size_t parameter) const {
-        return reinterpret_cast<xmlNode*>(integer(parameter));
+        return reinterpret_cast<xmlNode*>(origin + integer(parameter));
     }
     /// As terminated 8-bit text of at most 200 bytes: the benchmarks use ASCII.
     class Text {
@@ -38,15 +43,15 @@ public:
 
     // Makes the value and sets the result.
     vt_status give(std::uint32_t integer);
-    vt_status give(const void* handle) {
-        return give(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(handle)));
-    }
+    vt_status give(const void* object) { return give(number_of(object)); }
     vt_status give(const vt_unit* units, std::uint32_t count);
     /// ASCII text.
     vt_status give(const xmlChar* text);
     vt_status give_nothing();
 
 private:
+    static const std::uintptr_t origin;
+
     template <typename F>
     F get(std::size_t slot) const {
         return reinterpret_cast<F>(slots_[slot]);

@@ -140,6 +140,7 @@ host::Host& shared_host() {
 const Functions& library() {
     const auto find = [](const char* name) { return *shared_host().find(name); };
     static const Functions functions{
+        .of = [](std::uint32_t handle) { return handle; },
         .relative = find("xmlDOMNodeGetRelative"),
         .type = find("xmlDOMNodeGetType"),
         .name = find("xmlDOMNodeGetName"),
@@ -160,6 +161,10 @@ const Functions& library() {
 
 const Functions& bare() {
     static const Functions functions{
+        .of =
+            [](std::uint32_t handle) {
+                return FloorCall::number_of(shared_host().object_of(handle));
+            },
         .relative = function<node_parameters, relative>("relative"),
         .type = function<node_parameters, type, 1>("type"),
         .name = function<node_parameters, name, 1>("name"),

@@ -10,6 +10,8 @@ namespace valtrosse::bench {
 host::Host& shared_host();
 
 struct Functions {
+    /// A handle of the library's as these functions take it.
+    std::uint32_t (*of)(std::uint32_t handle);
     host::Function relative;
     host::Function type;
     host::Function name;

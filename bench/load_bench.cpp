@@ -56,7 +56,7 @@ void save(benchmark::State& state) {
         shared_host().call("xmlDOMDocSaveXMLFormatFile", {doc, u"/dev/null", u"UTF-8", 1});
 }
 void save_libxml2(benchmark::State& state) {
-    auto* const doc = reinterpret_cast<xmlDoc*>(document_to_save());
+    auto* const doc = static_cast<xmlDoc*>(shared_host().object_of(document_to_save()));
     for (auto _ : state) xmlSaveFormatFileEnc("/dev/null", doc, "UTF-8", 1);
 }
 

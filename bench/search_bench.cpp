@@ -41,8 +41,8 @@ std::uint32_t small() {
 
 Job select(const Functions& functions, std::uint32_t (*doc)(), const char16_t* expression) {
     return [&functions, doc, expression](benchmark::State& state) {
-        const std::uint32_t handle = doc();
-        for (auto _ : state) call(functions.select, {handle, expression});
+        const std::uint32_t node = functions.of(doc());
+        for (auto _ : state) call(functions.select, {node, expression});
     };
 }
 
@@ -60,7 +60,8 @@ Job look_up_ids(std::uint32_t (*doc)()) {
 
 /// The same as far as the nodes that come before: all that a walk must read.
 void walk_to_ids(benchmark::State& state) {
-    const xmlNode* const root = xmlDocGetRootElement(reinterpret_cast<xmlDoc*>(large()));
+    const xmlNode* const root =
+        xmlDocGetRootElement(static_cast<xmlDoc*>(shared_host().object_of(large())));
     for (auto _ : state)
         for (int i = 1; i <= 200; ++i) {
             int left = i * id_distance;
@@ -82,9 +83,12 @@ std::uint32_t element_with_attributes() {
 }
 Job next_attributes(const Functions& functions) {
     return [&functions](benchmark::State& state) {
-        const std::uint32_t element = element_with_attributes();
+        const std::uint32_t element = functions.of(element_with_attributes());
+        const auto first =
+            shared_host().call("xmlDOMNodeGetFirstAttribute", {element_with_attributes()}).handle();
+        const host::Outcome first_attribute(VT_OK, true, functions.of(first));
         for (auto _ : state) {
-            auto attr = shared_host().call("xmlDOMNodeGetFirstAttribute", {element});
+            host::Outcome attr = first_attribute;
             while (!attr.no_value()) attr = call(functions.next_attribute, {element, attr});
         }
     };

@@ -10,7 +10,7 @@ namespace {
 using Handle = std::uint32_t;
 
 Handle new_document() { return shared_host().call("xmlDOMDocCreateDoc", {u"1.0"}).handle(); }
-xmlDoc* as_doc(Handle handle) { return reinterpret_cast<xmlDoc*>(handle); }
+xmlDoc* as_doc(Handle handle) { return static_cast<xmlDoc*>(shared_host().object_of(handle)); }
 
 /// Gives the element an attribute and a text.
 void fill(const Functions& f, Handle doc, Handle element) {
@@ -56,7 +56,7 @@ Job building(const Functions& functions, Build build, int elements) {
     return [&functions, build, elements](benchmark::State& state) {
         for (auto _ : state) {
             const Handle doc = new_document();
-            build(functions, doc, elements);
+            build(functions, functions.of(doc), elements);
             state.PauseTiming();
             call(library().free_doc, {doc});
             state.ResumeTiming();
@@ -82,13 +82,14 @@ Job moving(const Functions& functions) {
             return shared_host().call("xmlDOMDocGetRootNode", {doc}).handle();
         };
         const Handle roots[] = {root(docs[0]), root(docs[1])};
-        std::vector<Handle> nodes;
-        for (const xmlNode* node = reinterpret_cast<xmlNode*>(roots[0])->children; node;
-             node = node->next)
-            nodes.push_back(static_cast<Handle>(reinterpret_cast<std::uintptr_t>(node)));
+        const std::vector<Handle> nodes =
+            shared_host().call("xmlDOMNodeSelectNodes", {roots[0], u"*"}).handles();
+        std::vector<Handle> moved;
+        for (const Handle node : nodes) moved.push_back(functions.of(node));
+        const Handle homes[] = {functions.of(roots[0]), functions.of(roots[1])};
         int to = 1;
         for (auto _ : state) {
-            for (const Handle node : nodes) call(functions.add_child, {0, roots[to], node});
+            for (const Handle node : moved) call(functions.add_child, {0, homes[to], node});
             // Bare libxml2 leaves the nodes with the namespace of the document that they have left.
             to = 1 - to;
         }
@@ -106,9 +107,10 @@ Job relinking(const Functions& functions) {
         const auto doc = shared_host().call("xmlDOMDocLoadXMLString", {text + u"</part></r>", 1});
         const Handle root = shared_host().call("xmlDOMDocGetRootNode", {doc}).handle();
         const Handle part = call(library().relative, {root, 3}).handle();
+        const Handle moved = functions.of(part), home = functions.of(root);
         for (auto _ : state) {
-            call(functions.unlink, {part});
-            call(functions.add_child, {0, root, part});
+            call(functions.unlink, {moved});
+            call(functions.add_child, {0, home, moved});
         }
         call(library().free_doc, {doc});
     };
@@ -122,8 +124,9 @@ Job freeing_document(const Functions& functions) {
             state.PauseTiming();
             const Handle doc = new_document();
             build_top_down(library(), doc, elements_to_free);
+            const Handle freed = functions.of(doc);
             state.ResumeTiming();
-            call(functions.free_doc, {doc});
+            call(functions.free_doc, {freed});
         }
     };
 }
@@ -135,8 +138,9 @@ Job freeing_subtree(const Functions& functions) {
             const Handle root = call(library().create, {doc, 1, u"r"}).handle();
             for (int i = 0; i < elements_to_free; ++i)
                 call(library().add_child, {0, root, make_element(library(), doc)});
+            const Handle freed = functions.of(root);
             state.ResumeTiming();
-            call(functions.free_node, {root});
+            call(functions.free_node, {freed});
         }
         call(library().free_doc, {doc});
     };

@@ -140,6 +140,7 @@ host::Host& shared_host() {
 const Functions& library() {
     const auto find = [](const char* name) { return *shared_host().find(name); };
     static const Functions functions{
+        .are_floors = false,
         .of = [](std::uint32_t handle) { return handle; },
         .relative = find("xmlDOMNodeGetRelative"),
         .type = find("xmlDOMNodeGetType"),
@@ -161,6 +162,7 @@ const Functions& library() {
 
 const Functions& bare() {
     static const Functions functions{
+        .are_floors = true,
         .of =
             [](std::uint32_t handle) {
                 return FloorCall::number_of(shared_host().object_of(handle));

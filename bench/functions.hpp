@@ -10,6 +10,7 @@ namespace valtrosse::bench {
 host::Host& shared_host();
 
 struct Functions {
+    bool are_floors;
     /// A handle of the library's as these functions take it.
     std::uint32_t (*of)(std::uint32_t handle);
     host::Function relative;

@@ -2,7 +2,7 @@
 # Counts the instructions of one call of each case and of its floor, under callgrind, and compares them
 # with the recorded ones: a slower call shows on a busy machine, too.
 #
-#     bench/instructions.sh build/release/valtrosse-count-calls bench/instructions.txt [--update]
+#     bench/instructions.sh build/release/valtrosse-count-calls bench/instructions-64.txt [--update]
 #
 # More than 3 percent over the record is a failure. Fewer is none; --update records it.
 set -euo pipefail

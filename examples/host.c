@@ -1,6 +1,8 @@
 /* A host in plain C: loads the library, calls some of its functions, and frees what they gave.
  *
- *     cc -m32 -Iinclude examples/host.c -ldl -o host && ./host libvaltrosse-dom.so
+ *     cc -Iinclude examples/host.c -ldl -o host && ./host libvaltrosse-dom.so
+ *
+ * For the 32-bit library the same with -m32.
  *
  * It has what functions need; docs/embedding.md tells what the object type needs besides.
  */

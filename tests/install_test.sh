@@ -3,7 +3,7 @@
 # program that embeds the host, built with CMake and with pkg-config.
 #   install_test.sh BUILD_DIR            installs into a scratch folder
 #   install_test.sh --installed PREFIX   uses what is there, such as a package's /usr
-# Programs are built with $CXX and $CXXFLAGS.
+# Programs are built with $CXX and $CXXFLAGS, those in C with $CC and the same flags.
 set -euo pipefail
 
 here=$(cd "$(dirname "$0")" && pwd)
@@ -84,6 +84,13 @@ same "a program built with pkg-config" keemun "$(start ./by-pkg-config)"
 
 # The example of a host in C, against the installed header.
 eval "flags=($(pkg-config --cflags valtrosse-dom))"
-"${CC:-cc}" -m32 -std=c11 -Wall -Wextra -Wno-unused-parameter -Werror "${flags[@]}" \
+read -ra c_compiler <<<"${CC:-cc} ${CXXFLAGS:-} -std=c11"
+"${c_compiler[@]}" -Wall -Wextra -Wno-unused-parameter -Werror "${flags[@]}" \
     "$prefix/share/doc/valtrosse-dom/examples/host.c" -ldl -o host-in-c
 same "a host in C" "<tea>Keemun</tea>" "$(start ./host-in-c "${plugin//\\/}" | tail -1)"
+
+# Pointers of a width that the records are not described for.
+errors=$("${c_compiler[@]}" -w -fsyntax-only -ffreestanding -D__UINTPTR_MAX__=0xFFFF \
+    "$prefix/include/valtrosse/host_abi.h" 2>&1 | grep -F error: || true)
+same "pointers of another width" '"valtrosse/host_abi.h: pointers have neither 32 nor 64 bits here"' \
+    "${errors#*#error }"

@@ -1,6 +1,6 @@
 #!/bin/bash
 # Counts the instructions of one call from JavaScript under callgrind, the engine's own included,
-# and compares them with the recorded ones. What the call itself takes is in ../instructions.txt.
+# and compares them with the recorded ones. What the call itself takes is in ../instructions-64.txt.
 #
 #     bench/script/instructions.sh build/release/vtdom [--update]
 #

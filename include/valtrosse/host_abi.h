@@ -377,17 +377,18 @@ typedef vt_status (*vt_get_version)(void *ignored, vt_unit *buffer, uint32_t cap
 /* ---- Where every field lies: offsets and sizes in bytes, with pointers of 32 and of 64 bits -------- */
 
 #if UINTPTR_MAX == 0xFFFFFFFFu
-#define VT_OF_WIDTH(in_32, in_64) (in_32)
+#define VT_IS(found, in_32, in_64) ((found) == (in_32))
 #elif UINTPTR_MAX == 0xFFFFFFFFFFFFFFFFu
-#define VT_OF_WIDTH(in_32, in_64) (in_64)
+#define VT_IS(found, in_32, in_64) ((found) == (in_64))
 #else
 #error "valtrosse/host_abi.h: pointers have neither 32 nor 64 bits here"
+#define VT_IS(found, in_32, in_64) 1
 #endif
 #define VT_AT(record, field, in_32, in_64)                                                         \
-    VT_STATIC_ASSERT(offsetof(record, field) == VT_OF_WIDTH(in_32, in_64),                         \
+    VT_STATIC_ASSERT(VT_IS(offsetof(record, field), in_32, in_64),                                 \
                      #record "." #field " is misplaced")
 #define VT_SIZE(record, in_32, in_64)                                                              \
-    VT_STATIC_ASSERT(sizeof(record) == VT_OF_WIDTH(in_32, in_64), #record " has the wrong size")
+    VT_STATIC_ASSERT(VT_IS(sizeof(record), in_32, in_64), #record " has the wrong size")
 
 VT_AT(vt_api_provider, get_function, 8, 16);
 VT_AT(vt_allocator, allocate, 8, 16);
@@ -430,7 +431,7 @@ VT_AT(vt_version_record, description_sizes, 24, 24);
 VT_AT(vt_version_record, descriptions, 32, 32);
 VT_SIZE(vt_version_record, 40, 48);
 
-#undef VT_OF_WIDTH
+#undef VT_IS
 #undef VT_AT
 #undef VT_SIZE
 #undef VT_STATIC_ASSERT

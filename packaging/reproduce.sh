@@ -24,9 +24,9 @@ build() {
 
 cd "$scratch"
 for file in libvaltrosse-dom.so vtdom valtrosse-dom_*_i386.deb; do
-    for path in one/build/package/$file; do
+    for path in one/build/package-32/$file; do
         cmp "$path" "a/longer/name/${path#one/}"
-        sha256sum "$path" | sed 's|one/build/package/||'
+        sha256sum "$path" | sed 's|one/build/package-32/||'
     done
 done
 echo "Both builds gave the same bytes."

@@ -15,16 +15,16 @@ constexpr std::size_t slot_of(std::uint32_t id) {
     return static_cast<std::size_t>(std::find(ids.begin(), ids.end(), id) - ids.begin());
 }
 
-/// Two GiB below a block of the heap: its other blocks lie less than four from there.
-std::uintptr_t find_origin() {
-    if (sizeof(void*) == sizeof(std::uint32_t)) return 0;
-    const auto block = std::make_unique<char[]>(100);
-    return reinterpret_cast<std::uintptr_t>(block.get()) - (std::uintptr_t{1} << 31);
-}
-
 }  // namespace
 
-const std::uintptr_t FloorCall::origin = find_origin();
+constinit std::uintptr_t FloorCall::origin = 0;
+
+void FloorCall::find_origin() {
+    if (sizeof(void*) == sizeof(std::uint32_t)) return;
+    // Two GiB below a block of the heap: its other blocks lie less than four from there.
+    const auto block = std::make_unique<char[]>(100);
+    origin = reinterpret_cast<std::uintptr_t>(block.get()) - (std::uintptr_t{1} << 31);
+}
 
 FloorCall::FloorCall(vt_call_context* context, std::uint32_t arg_count, vt_argument* args,
                      void* slot, std::span<const vt_name> parameters)

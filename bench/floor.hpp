@@ -22,6 +22,8 @@ public:
     FloorCall(vt_call_context* context, std::uint32_t arg_count, vt_argument* args, void* slot,
               std::span<const vt_name> parameters);
 
+    /// To be called once before all else: numbers count from what it finds.
+    static void find_origin();
     /// What stands for an object here: its address, with 64 bits its distance from where objects lie.
     static std::uint32_t number_of(const void* object) {
         return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(object) - origin);
@@ -50,7 +52,7 @@ public:
     vt_status give_nothing();
 
 private:
-    static const std::uintptr_t origin;
+    static std::uintptr_t origin;
 
     template <typename F>
     F get(std::size_t slot) const {

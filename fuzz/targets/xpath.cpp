@@ -26,6 +26,7 @@ public:
         for (const Handle tree : trees_) {
             starts.push_back(tree);
             const xmlNode* root = node_of(tree);
+            roots_.push_back(root);
             if (root->type == XML_DOCUMENT_NODE)
                 root = xmlDocGetRootElement(reinterpret_cast<const xmlDoc*>(root));
             starts.push_back(handle_of(root));
@@ -50,6 +51,8 @@ public:
 
 private:
     std::vector<Handle> trees_;
+    std::vector<const xmlNode*>
+        roots_;  // what a search for leaks finds: a handle need be no address
 };
 
 /// Whether libxml2 by itself gives what the library must: not outside a document, and not where it

@@ -15,3 +15,11 @@ endif()
 if(VALTROSSE_BENCH)
     find_package(benchmark CONFIG REQUIRED)
 endif()
+
+# Vectors are written for SSE2. Where the processor has none, SIMDe (libsimde-dev) stands for it.
+include(CheckIncludeFileCXX)
+check_include_file_cxx(emmintrin.h VALTROSSE_HAS_SSE2)
+if(NOT VALTROSSE_HAS_SSE2)
+    find_path(SIMDE_INCLUDE_DIR simde/x86/sse2.h REQUIRED)
+    include_directories(SYSTEM ${PROJECT_SOURCE_DIR}/cmake/portable ${SIMDE_INCLUDE_DIR})
+endif()

@@ -1,11 +1,10 @@
 #!/bin/bash
-# Installs the package into a fresh Debian, uses it there as a new user would, and removes it.
-# Run as root by ./dev package --try.
-#   try.sh PACKAGE.deb
+# Installs the packages of an architecture into a fresh Debian, uses them there as a new user would, those
+# of another architecture beside them, and removes all. Run as root by ./dev package --try.
+#   try.sh FOLDER ARCHITECTURE [OTHER_ARCHITECTURE]
 set -euo pipefail
 
-package=$1
-name=$(basename "$package")
+folder=$1 architecture=$2 other=${3:-}
 tests=$(cd "$(dirname "$0")/../tests" && pwd)
 scratch=$(mktemp -d)
 root=$scratch/root
@@ -38,13 +37,22 @@ release=$(. /etc/os-release && echo "$VERSION_CODENAME")
 # shellcheck disable=SC2016
 mirror=$(apt-get indextargets --format '$(CODENAME) $(REPO_URI)' |
     sed -n "s/^$release //p" | sort -u | head -1)
-say "Setting up Debian $release for i386"
-quietly debootstrap --arch=i386 --variant=minbase "$release" "$root" "$mirror"
-cp "$package" "$root/tmp"
+say "Setting up Debian $release for $architecture"
+quietly debootstrap --arch="$architecture" --variant=minbase "$release" "$root" "$mirror"
+cp "$folder"/*.deb "$root/tmp"
 cp -r "$tests/consumer" "$tests"/{install_test.sh,transcript.pl} "$root/opt"
 
-say "Installing $name and what it depends on"
-install "/tmp/$name" shared-mime-info
+# packages ARCHITECTURE NAME...: the files of these packages, as they lie inside.
+packages() {
+    local name
+    for name in "${@:2}"; do
+        (cd "$root" && printf '/%s\n' "tmp/$name"_*_"$1.deb")
+    done
+}
+
+say "Installing vtdom and what it depends on"
+mapfile -t files < <(packages "$architecture" libvaltrosse-dom valtrosse-dom)
+install "${files[@]}" shared-mime-info
 
 say "Running the demo"
 user mkdir /tmp/demo
@@ -58,15 +66,26 @@ for document in README docs/tutorial docs/cookbook; do
 done
 
 say "Building hosts against it"
-install cmake make g++ pkg-config
+mapfile -t files < <(packages "$architecture" libvaltrosse-dom-dev)
+install "${files[@]}" cmake make g++ pkg-config
 inside /opt/install_test.sh --installed /usr
 
+if [[ -n $other ]]; then
+    say "Installing the library for $other beside it"
+    inside dpkg --add-architecture "$other"
+    quietly inside apt-get update
+    mapfile -t files < <(packages "$other" libvaltrosse-dom libvaltrosse-dom-dev)
+    install "${files[@]}" gcc-multilib
+    inside cc -m32 $docs/examples/host.c -o /tmp/host
+    inside /tmp/host "/usr/lib/$other-linux-gnu/valtrosse/libvaltrosse-dom.so"
+fi
+
 say "Removing it"
-quietly inside apt-get purge -y -q valtrosse-dom
+quietly inside apt-get purge -y -q valtrosse-dom '?name(^libvaltrosse-dom)'
 left=$(inside find / -xdev -path /proc -prune -o -iname '*valtrosse*' -not -path '/tmp/*' \
     -not -path '/var/log/*' -print -o -iname '*vtdom*' -print)
 [[ -z $left ]] || {
     printf 'FAILED: left behind:\n%s\n' "$left"
     exit 1
 }
-say "The package works"
+say "The packages for $architecture work"

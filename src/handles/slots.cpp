@@ -32,9 +32,7 @@ std::uint32_t in_use = 0;
 std::uint32_t free_since_longest = 0;
 std::uint32_t free_since_last = 0;
 
-constexpr std::uintptr_t hide(const xmlNode* object) {
-    return ~reinterpret_cast<std::uintptr_t>(object);
-}
+std::uintptr_t hide(const xmlNode* object) { return ~reinterpret_cast<std::uintptr_t>(object); }
 
 /// The handle of a position after its last one.
 Handle next_handle(std::uint32_t position, Handle last) {

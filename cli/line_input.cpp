@@ -1,5 +1,6 @@
 #include "cli/line_input.hpp"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -27,12 +28,31 @@ void note_signal(int) {
     signals = earlier + 1;
 }
 
-void end_on_second_signal(int number) {
+// What the thread of the watch is told.
+constexpr char interrupt_now = 'i';
+constexpr char go_away = 'g';
+volatile std::sig_atomic_t watch_pipe = -1;
+
+void tell_watch(int pipe, char what) {
+    const int error = errno;
+    while (write(pipe, &what, 1) < 0 && errno == EINTR) {
+    }
+    errno = error;
+}
+
+void wake_watch(int number) {
     if (signals != 0) {
         std::signal(number, SIG_DFL);
         std::raise(number);
     }
     note_signal(number);
+    tell_watch(watch_pipe, interrupt_now);
+}
+
+void watch(int pipe, script::Engine& engine) {
+    for (char told = 0; told != go_away;) {
+        if (read(pipe, &told, 1) == 1 && told == interrupt_now) engine.interrupt();
+    }
 }
 
 // What readline's callbacks, which get no data of ours, work on.
@@ -91,12 +111,48 @@ InterruptHandler::InterruptHandler(void (*handler)(int)) {
 
 InterruptHandler::~InterruptHandler() { sigaction(SIGINT, &earlier_, nullptr); }
 
-InterruptWatch::InterruptWatch() : handler_(end_on_second_signal) {}
+InterruptWatch::InterruptWatch(script::Engine& engine) {
+    if (pipe2(pipe_.data(), O_CLOEXEC) != 0) return;  // Ctrl-C then ends the process
+    thread_ = std::thread(watch, pipe_[0], std::ref(engine));
+    watch_pipe = pipe_[1];
+    handler_.emplace(wake_watch);
+}
 
-bool InterruptWatch::interrupted() { return signals != 0; }
+InterruptWatch::~InterruptWatch() {
+    if (!thread_.joinable()) return;
+    handler_.reset();
+    tell_watch(pipe_[1], go_away);
+    thread_.join();
+    for (const int end : pipe_) close(end);
+}
 
 LineInput::Got StreamInput::read(const std::string&, std::string& line) {
     return std::getline(in_, line) ? Got::line : Got::end;
+}
+
+LineInput::Got DescriptorInput::read(const std::string&, std::string& line) {
+    std::optional<InterruptHandler> handler;
+    if (!was_interrupted_) handler.emplace(note_signal);
+    std::size_t end = buffer_.find('\n');
+    while (end == buffer_.npos) {
+        std::array<char, 4096> block;
+        const ssize_t count = ::read(descriptor_, block.data(), block.size());
+        if (count < 0 && errno == EINTR) {
+            if (signals == 0) continue;
+            was_interrupted_ = true;
+            buffer_.clear();
+            return Got::interrupt;
+        }
+        if (count <= 0 && buffer_.empty()) return Got::end;
+        end = buffer_.size();
+        if (count <= 0) break;
+        buffer_.append(block.data(), static_cast<std::size_t>(count));
+        end = buffer_.find('\n', end);
+    }
+    was_interrupted_ = false;
+    line = buffer_.substr(0, end);
+    buffer_.erase(0, end + 1);
+    return Got::line;
 }
 
 TerminalInput::TerminalInput(std::string history_file, Complete complete)

@@ -2,11 +2,16 @@
 // stream.
 #pragma once
 
+#include <array>
 #include <csignal>
 #include <functional>
 #include <iosfwd>
+#include <optional>
 #include <string>
+#include <thread>
 #include <vector>
+
+#include "script/engine.hpp"
 
 namespace valtrosse::cli {
 
@@ -28,6 +33,19 @@ public:
 
 private:
     std::istream& in_;
+};
+
+/// Lines of a descriptor that is no terminal, without prompts. Ctrl-C drops the input; twice with nothing in
+/// between it ends the process.
+class DescriptorInput : public LineInput {
+public:
+    explicit DescriptorInput(int descriptor) : descriptor_(descriptor) {}
+    Got read(const std::string& prompt, std::string& line) override;
+
+private:
+    int descriptor_;
+    std::string buffer_;  // read, and not given yet
+    bool was_interrupted_ = false;
 };
 
 /// For the one terminal of the process: at most one exists at a time.
@@ -62,14 +80,20 @@ private:
     struct sigaction earlier_ {};
 };
 
-/// Ctrl-C while a script runs: noted, and a second one ends the process.
+/// While it lives, Ctrl-C interrupts what runs in the engine, and a second one ends the process. There is one
+/// at a time.
 class InterruptWatch {
 public:
-    InterruptWatch();
-    static bool interrupted();
+    explicit InterruptWatch(script::Engine& engine);
+    ~InterruptWatch();
+    InterruptWatch(const InterruptWatch&) = delete;
+    InterruptWatch& operator=(const InterruptWatch&) = delete;
 
 private:
-    InterruptHandler handler_;
+    // A signal handler may do little: it wakes a thread.
+    std::array<int, 2> pipe_{-1, -1};
+    std::thread thread_;
+    std::optional<InterruptHandler> handler_;
 };
 
 }  // namespace valtrosse::cli

@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
+#include <cstdlib>
 #include <iostream>
 #include <system_error>
 
@@ -29,6 +31,7 @@ using namespace valtrosse;
 constexpr int cannot_start = 2;
 constexpr int output_lost = 1;
 constexpr int leaks_found = 3;
+constexpr int interrupted = -SIGINT;  // no script ends with that
 
 int complain(std::string message, int exit_code = cannot_start) {
     std::replace(message.begin(), message.end(), '\n', ' ');
@@ -61,7 +64,6 @@ struct Watchers {
           handles(ownership),
           trace(std::cerr, std::cout) {
         if (line.leaks || line.interactive) all.add(ownership);
-        if (line.interactive) all.add(interruptions);
         if (line.interactive) all.add(handles);
         if (line.profile) all.add(profile);
         if (line.trace) all.add(trace);
@@ -70,17 +72,22 @@ struct Watchers {
 
     cli::Ownership ownership;
     cli::KnownHandles handles;
-    cli::Interruptions interruptions;
     cli::Profile profile;
     cli::Trace trace;
     script::CallObservers all;
 };
 
+/// For tests: so often everything is collected that can be.
+unsigned calls_between_collections() {
+    const char* const number = std::getenv("VALTROSSE_COLLECT_EVERY");
+    return number == nullptr ? 0 : static_cast<unsigned>(std::atoi(number));
+}
+
 int run_shell(host::Host& host, script::Engine& engine, Watchers& watchers) {
     const cli::Reference reference = cli::Reference::read(cli::find_reference());
     cli::Shell shell(host, engine, watchers.ownership, watchers.handles, reference, std::cout);
     if (isatty(STDIN_FILENO) == 0) {
-        cli::StreamInput input(std::cin);
+        cli::DescriptorInput input(STDIN_FILENO);
         return shell.run(input);
     }
     std::cout << "vtdom " << host.version_text() << ": .help for help, Ctrl-D to leave\n";
@@ -92,13 +99,18 @@ int run_shell(host::Host& host, script::Engine& engine, Watchers& watchers) {
 int run_in_engine(const cli::CommandLine& line, host::Host& host, Watchers& watchers) {
     script::Engine engine(host, {.args = line.args,
                                  .module_directories = cli::module_directories(),
-                                 .observer = watchers.observer()});
+                                 .observer = watchers.observer(),
+                                 .calls_between_collections = calls_between_collections()});
     int exit_code = 0;
-    switch (line.action) {
-        case cli::Action::run_code: exit_code = engine.run_code(line.script, "-e"); break;
-        case cli::Action::run_file: exit_code = engine.run_file(line.script); break;
-        default: break;
+    {
+        const cli::InterruptWatch watch(engine);
+        switch (line.action) {
+            case cli::Action::run_code: exit_code = engine.run_code(line.script, "-e"); break;
+            case cli::Action::run_file: exit_code = engine.run_file(line.script); break;
+            default: break;
+        }
     }
+    if (engine.interrupted() && !line.interactive) return interrupted;
     // After exit() nothing runs any more.
     return line.interactive && !engine.exited() ? run_shell(host, engine, watchers) : exit_code;
 }
@@ -140,7 +152,9 @@ int main(int argc, char** argv) {
         if (line) exit_code = execute(*line);
         std::cout.flush();
         if (!std::cout) return complain("cannot write to standard output", output_lost);
-        return exit_code;
+        if (exit_code != interrupted) return exit_code;
+        std::raise(SIGINT);  // who started this sees why it ended
+        return 128 + SIGINT;
     } catch (const std::system_error& error) {
         return complain(std::string("cannot read ") + error.what());
     } catch (const std::exception& error) {

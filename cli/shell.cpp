@@ -8,7 +8,6 @@
 
 #include "cli/completion.hpp"
 #include "cli/format.hpp"
-#include "cli/inspect.hpp"
 
 namespace valtrosse::cli {
 
@@ -53,28 +52,31 @@ bool contains_word(std::string_view text, std::string_view word) {
     return std::search(text.begin(), text.end(), word.begin(), word.end(), same) != text.end();
 }
 
-/// An error without the places that every input has.
-std::string readable(std::string error) {
-    const std::size_t bottom = error.rfind("    at global (input:");
-    if (bottom != error.npos) error.erase(bottom);
-    if (error.starts_with("input:1: ")) error.erase(0, 9);
+/// An error without what every input of a single line has: its place, and the line itself.
+std::string readable(std::string error, const std::string& input) {
+    constexpr std::string_view bottom = "    at input:";
+    for (std::size_t last = error.rfind(bottom);
+         last != error.npos && error.find('\n', last) == error.size() - 1;
+         last = error.rfind(bottom)) {
+        error.erase(last);
+    }
+    if (input.find('\n') == input.npos && error.starts_with("input:1:")) {
+        error.erase(0, error.find(' ') + 1);
+    }
     return error;
 }
 
 }  // namespace
 
-void Interruptions::before(const script::ObservedCall&) {
-    if (InterruptWatch::interrupted()) throw std::runtime_error("interrupted");
-}
-
 Shell::Shell(host::Host& host, script::Engine& engine, const Ownership& ownership,
              KnownHandles& handles, const Reference& reference, std::ostream& out)
     : host_(host),
+      engine_(engine),
       ownership_(ownership),
       handles_(handles),
       reference_(reference),
       out_(out),
-      console_(engine, *this, inspector) {}
+      console_(engine, *this) {}
 
 int Shell::run(LineInput& input) {
     for (;;) {
@@ -102,14 +104,14 @@ int Shell::run(LineInput& input) {
 
 Shell::Next Shell::take(const std::string& source) {
     handles_.forget_last_call();
-    const InterruptWatch watch;
+    const InterruptWatch watch(engine_);
     const script::Console::Reply reply = console_.evaluate(source);
     if (reply.kind == script::Console::Reply::Kind::exited) {
         exit_code_ = reply.exit_code;
         return Next::leave;
     }
     if (reply.kind == script::Console::Reply::Kind::error) {
-        out_ << readable(reply.text);
+        out_ << readable(reply.text, source);
     } else {
         show(reply);
     }
@@ -170,6 +172,7 @@ void Shell::show_table(const std::vector<Handle>& nodes) {
 }
 
 void Shell::show_owned() {
+    engine_.collect();
     std::vector<std::pair<std::size_t, Handle>> in_order;
     for (const auto& [tree, origin] : ownership_.owned()) {
         in_order.emplace_back(origin.number, tree);

@@ -13,12 +13,6 @@
 
 namespace valtrosse::cli {
 
-/// What Ctrl-C does to a script that is running: its next call throws.
-class Interruptions : public script::CallObserver {
-public:
-    void before(const script::ObservedCall&) override;
-};
-
 class Shell : private script::NumberReader {
 public:
     /// `ownership` and `handles` observe the engine. All outlive the shell.
@@ -43,6 +37,7 @@ private:
     std::string signature_of(std::string_view function) const;
 
     host::Host& host_;
+    script::Engine& engine_;
     const Ownership& ownership_;
     KnownHandles& handles_;
     const Reference& reference_;

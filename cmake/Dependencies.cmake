@@ -1,5 +1,5 @@
 # What the targets need from the system, under the names that the other folders use. The script
-# runner's own needs, Duktape and CLI11, stand in script/ and cli/.
+# runner's own needs, SpiderMonkey, CLI11 and readline, stand in script/ and cli/.
 #   PkgConfig::LIBXML2, PkgConfig::LIBXSLT   the library
 #   GTest::gtest_main, GTest::gmock          tests
 #   benchmark::benchmark                     benchmarks

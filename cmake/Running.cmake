@@ -55,7 +55,9 @@ function(valtrosse_valgrind_test name seconds)
             --errors-for-leak-kinds=definite,possible)
     endif()
     valtrosse_needs_valgrind(${name}
-        COMMAND ${VALGRIND} --quiet --vgdb=no --error-exitcode=99 --num-callers=24 ${test_TOOL}
+        COMMAND ${VALGRIND} --quiet --vgdb=no --error-exitcode=99 --num-callers=24
+            --smc-check=all-non-file # the JavaScript engine writes code
+            ${test_TOOL}
             ${test_COMMAND})
     if(TEST ${name})
         # Those with the largest COST are started first.

@@ -52,7 +52,7 @@ private:
             case VT_NO_PRIVATE_DATA: return "the object of " + name + " has no private data";
             case VT_BUFFER_TOO_SMALL: return refused("a text parameter", "is not text");
             case VT_BAD_INTEGER:
-                return refused("an integer parameter", "is 0, null or out of range");
+                return refused("an integer parameter", why_no_integer());
             case VT_NO_OBJECT_VALUE: return "the object has no value of its own";
             case VT_MALFORMED:
                 return name == "xmlDOMUtilStrReplace" ? "nothing to replace"
@@ -80,6 +80,17 @@ private:
         }
         const std::string who = candidates == 1 ? "parameter " + *parameter : in_general;
         return who + " of " + function_.name + " " + why;
+    }
+
+    /// What the argument that was read last is, where that says why it is no integer.
+    std::string why_no_integer() const {
+        const Kind kind = last_read_ == 0 ? Kind::missing : args_[last_read_ - 1].kind();
+        switch (kind) {
+            case Kind::string: return "is text, not a number";
+            case Kind::blob: return "is bytes, not a number";
+            case Kind::boolean: return "is a boolean, not a number";
+            default: return "is 0, null or out of range";
+        }
     }
 
     std::string not_supplied() const {

@@ -14,22 +14,30 @@ namespace valtrosse::script {
 
 inline constexpr std::size_t max_parameters = 6;
 
-/// Where on the value stack the arguments of a call are: from 0 on or, for a call by name, at an
-/// index of their own each.
-struct Places {
-    std::size_t count;
-    bool by_name;
-    std::array<duk_idx_t, max_parameters> index;
-    std::array<std::size_t, max_parameters> parameter;
+/// The arguments of a call as JavaScript values: those of the call itself or, for a call by name, what the
+/// properties of its only argument hold.
+class Values {
+public:
+    /// Finds the arguments: one plain object alone means a call by name. May run the object's getters.
+    /// Texts are in one piece afterwards.
+    Values(Runtime& runtime, const BoundFunction& bound, const JS::CallArgs& args);
 
-    duk_idx_t index_of(std::size_t place) const {
-        return by_name ? index[place] : static_cast<duk_idx_t>(place);
+    std::size_t size() const { return size_; }
+    bool by_name() const { return by_name_; }
+    JS::HandleValue operator[](std::size_t place) const {
+        return by_name_ ? named_[place] : JS::HandleValue(args_[static_cast<unsigned>(place)]);
     }
-};
+    std::size_t parameter(std::size_t place) const { return by_name_ ? parameters_[place] : place; }
 
-/// Finds the arguments: one plain object alone means a call by name. May throw JavaScript errors
-/// (and run the object's getters), so it comes before anything owns memory.
-Places find_places(Runtime& runtime, duk_context* ctx, const host::Function& function);
+private:
+    void find_by_name(Runtime& runtime, const BoundFunction& bound);
+
+    const JS::CallArgs& args_;
+    std::size_t size_;
+    bool by_name_ = false;
+    JS::RootedVector<JS::Value> named_;
+    std::array<std::size_t, max_parameters> parameters_{};
+};
 
 /// Room for the arguments of a call. Only those that the call has are made.
 class Arguments {
@@ -52,29 +60,31 @@ private:
     alignas(host::Argument) std::array<std::byte, max_parameters * sizeof(host::Argument)> room_;
 };
 
-/// Reads the arguments; their texts stay in the scratch buffer until the next call. Throws
-/// ScriptError for a value that no parameter takes, and for a byte path (see BoundFunction) that is
-/// none. Runs no script and throws no JavaScript error.
-std::span<const host::Argument> read_arguments(Runtime& runtime, duk_context* ctx,
-                                               const BoundFunction& bound, const Places& places,
-                                               Arguments& arguments);
+/// Reads the arguments. They point into strings, buffers and the scratch, and hold as long as the engine
+/// allocates nothing. Throws ScriptError for a value that no parameter takes, and for a byte path (see
+/// BoundFunction) that is none.
+std::span<const host::Argument> read_arguments(Runtime& runtime, const BoundFunction& bound,
+                                               const Values& values, Arguments& arguments);
 
-/// What is left to do with an outcome once nothing owns memory any more.
-struct Answer {
-    enum class Kind { nothing, pushed, thrown, text } kind;
-    std::size_t size;  // of a text
-};
+/// Makes a value of what a call gave. `self` is what stands for the object that the call was made on.
+void give_value(Runtime& runtime, const host::Outcome::Value& value, const vt_object* object,
+                JS::HandleValue self, JS::MutableHandleValue result);
 
-/// Short texts go through a buffer on the stack and need no guard.
-using ShortText = std::array<char, 1536>;
+/// What a call that failed says. Of the arguments it needs no more than that they are there.
+std::string explain_failure(const BoundFunction& bound, const Values& values,
+                            std::span<const host::Argument> arguments,
+                            const host::Outcome& outcome);
+[[noreturn]] void throw_failure(Runtime& runtime, const host::Function& function, vt_status status,
+                                const std::string& message);
 
-Answer answer_with(Runtime& runtime, duk_context* ctx, const host::Outcome& outcome,
-                   ShortText& text);
-Answer answer_failure(duk_context* ctx, const host::Function& function,
-                      std::span<const host::Argument> arguments, const host::Outcome& outcome);
+/// The JavaScript object of a host object.
+JSObject* make_life(Runtime& runtime, const host::ObjectHandle& handle);
 
-/// Where the script makes the call that is running. Runs no script, but may run finalizers of one.
-CallPath call_path(Runtime& runtime, duk_context* ctx);
+/// Where the script makes the call that is running.
+CallPath call_path(Runtime& runtime);
+
+/// In a mode for tests, a full collection after every n-th call.
+void collect_for_tests(Runtime& runtime);
 
 /// Makes the call and lets the observer, which there is, look at it.
 template <typename Invoke>
@@ -88,35 +98,32 @@ host::Outcome invoke_observed(CallObserver& observer, const ObservedCall& call, 
 
 /// The whole call: `invoke` makes an Outcome of the arguments. A method is one of `object`.
 template <typename Invoke>
-duk_ret_t call_host(Runtime& runtime, duk_context* ctx, const BoundFunction& bound, Invoke invoke,
-                    const vt_object* object = nullptr) {
-    const Places places = find_places(runtime, ctx, *bound.function);
-    ShortText text;
-    Answer answer;
+void call_host(Runtime& runtime, const JS::CallArgs& args, const BoundFunction& bound,
+               Invoke invoke, const vt_object* object = nullptr) {
+    const Values values(runtime, bound, args);
+    // The path first, since it takes memory of the engine.
+    CallObserver* const observer = runtime.options.observer;
+    CallPath path;
+    if (observer != nullptr && observer->wants_path(*bound.function)) path = call_path(runtime);
+
+    std::string failure;
+    host::Outcome outcome;
     {
-        // The path first: finalizers may overwrite the texts of the arguments.
-        CallObserver* const observer = runtime.options.observer;
-        CallPath path;
-        if (observer != nullptr && observer->wants_path(*bound.function)) {
-            path = call_path(runtime, ctx);
-        }
+        const JS::AutoCheckCannotGC nogc;
         Arguments arguments;
-        const auto supplied = read_arguments(runtime, ctx, bound, places, arguments);
-        const host::Outcome outcome =
+        const auto supplied = read_arguments(runtime, bound, values, arguments);
+        outcome =
             observer == nullptr
                 ? invoke(supplied)
                 : invoke_observed(*observer, {*bound.function, supplied, object, std::move(path)},
                                   invoke);
-        answer = outcome.status() == 0 ? answer_with(runtime, ctx, outcome, text)
-                                       : answer_failure(ctx, *bound.function, supplied, outcome);
+        if (outcome.status() != 0) failure = explain_failure(bound, values, supplied, outcome);
     }
-    switch (answer.kind) {
-        case Answer::Kind::nothing: return 0;
-        case Answer::Kind::pushed: return 1;
-        case Answer::Kind::text: duk_push_lstring(ctx, text.data(), answer.size); return 1;
-        case Answer::Kind::thrown: break;
-    }
-    return duk_throw(ctx);
+    runtime.scratch.trim();
+    if (outcome.status() != 0) throw_failure(runtime, *bound.function, outcome.status(), failure);
+    const JS::RootedValue self(runtime.cx, args.thisv());
+    give_value(runtime, outcome.value(), object, self, args.rval());
+    if (runtime.options.calls_between_collections != 0) collect_for_tests(runtime);
 }
 
 }  // namespace valtrosse::script

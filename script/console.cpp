@@ -1,235 +1,246 @@
 #include "script/console.hpp"
 
 #include <algorithm>
+#include <optional>
 #include <ostream>
 
+#include "script/jobs.hpp"
+#include "script/modules.hpp"
 #include "script/runtime.hpp"
 
 namespace valtrosse::script {
 
 namespace {
 
-constexpr const char* inspector_key = DUK_HIDDEN_SYMBOL("inspector");
-constexpr std::size_t longest_array = 100000;
+constexpr std::uint32_t longest_array = 100000;
 
-duk_ret_t remark(Runtime& runtime, duk_context* ctx) {
-    bool ready = false;
-    {
-        const bool asked = runtime.numbers != nullptr && duk_is_number(ctx, 0) != 0;
-        const std::string words = asked ? runtime.numbers->remark(duk_get_number(ctx, 0)) : "";
-        ready = push_text(ctx, from_utf8(words));
-    }
-    return ready ? 1 : duk_throw(ctx);
-}
-
-/// The engine adds this to what it says of errors at the end, and of some just before it.
-bool tells_of_the_end(std::string_view message) { return message.ends_with(", end of input)"); }
-
-std::string_view top_text(duk_context* ctx) {
-    duk_size_t size = 0;
-    const char* text = duk_safe_to_lstring(ctx, -1, &size);
-    return {text, size};
-}
-
-std::size_t line_of(std::string_view message) {
-    const std::size_t place = message.rfind("(line ");
-    return place == message.npos ? 0 : std::strtoul(message.data() + place + 6, nullptr, 10);
-}
-
-/// Compiles a program; it or the error is on top of the stack.
-bool compile(duk_context* ctx, std::string_view source) {
-    return guarded(ctx, [=] {
-        duk_push_lstring(ctx, source.data(), source.size());
-        duk_push_string(ctx, Console::program_name);
-        duk_compile(ctx, 0);
-    });
-}
-
-/// Leaves the object that a path leads to on top of the stack, or undefined.
-void push_path(duk_context* ctx, std::string_view path) {
-    duk_push_global_object(ctx);
-    while (!path.empty()) {
-        const std::size_t end = std::min(path.find('.'), path.size());
-        duk_push_lstring(ctx, path.data(), end);
-        path.remove_prefix(std::min(end + 1, path.size()));
-        const bool has_properties = !duk_is_null_or_undefined(ctx, -2);
-        if (has_properties) {
-            duk_get_prop(ctx, -2);
-        } else {
-            duk_pop(ctx);
-            duk_push_undefined(ctx);
+/// What the engine says against an input as a plain script or as a module; nothing when it takes it.
+struct Complaint {
+    unsigned number = 0;
+    std::ptrdiff_t line = 0;
+};
+std::optional<Complaint> complaint_of(Runtime& runtime, std::string_view text, bool as_module) {
+    JSContext* const cx = runtime.cx;
+    Source source(runtime, text, Console::program_name);
+    const bool compiled = as_module
+                              ? JS::CompileModule(cx, source.options(), source.text()) != nullptr
+                              : JS::Compile(cx, source.options(), source.text()) != nullptr;
+    if (compiled) return std::nullopt;
+    JS::RootedValue thrown(cx);
+    Complaint complaint;
+    if (JS_GetPendingException(cx, &thrown) && thrown.isObject()) {
+        const JS::RootedObject error(cx, &thrown.toObject());
+        if (const JSErrorReport* const report = JS_ErrorFromException(cx, error)) {
+            complaint = {report->errorNumber, static_cast<std::ptrdiff_t>(report->lineno)};
         }
-        duk_remove(ctx, -2);
     }
+    JS_ClearPendingException(cx);
+    return complaint;
 }
 
-bool is_global_function(duk_context* ctx, duk_idx_t name) {
-    duk_dup(ctx, name);
-    duk_push_global_object(ctx);
-    duk_insert(ctx, -2);
-    duk_get_prop(ctx, -2);
-    const bool callable = duk_is_callable(ctx, -1) != 0;
-    duk_pop_2(ctx);
-    return callable;
+bool compiles(Runtime& runtime, const std::string& text) {
+    return !complaint_of(runtime, text, false);
+}
+
+/// An input with `await` or `import` outside of functions as one that the engine takes; empty for others.
+std::string asynchronous(Runtime& runtime, const std::string& text) {
+    JSContext* const cx = runtime.cx;
+    JS::RootedValue source(cx, JS::StringValue(check(new_string(cx, std::string_view(text)))));
+    JS::RootedValue result(cx);
+    call_helper(runtime, "asynchronous", JS::HandleValueArray(source), &result);
+    if (!result.isString()) return "";
+    const JS::RootedString code(cx, result.toString());
+    return to_utf8(cx, code);
+}
+
+/// The script that an input means; of one that waits outside of functions, a script that gives a promise.
+std::string script_of(Runtime& runtime, const std::string& text, bool& waits) {
+    waits = false;
+    if (compiles(runtime, text) && !runtime.modules->awaits(text)) return text;
+    const std::string waiting = asynchronous(runtime, text);
+    waits = !waiting.empty();
+    return waiting;
+}
+
+/// Runs one input with all that its promises and timers have to do.
+void run_input(Runtime& runtime, const std::string& input, JS::MutableHandleValue result) {
+    JSContext* const cx = runtime.cx;
+    const std::string text = clean_source(input, Console::program_name);
+    runtime.sources[Console::program_name] = text;
+    bool waits = false;
+    std::string script;
+    // {a: 1} alone is meant as an object.
+    if (text.starts_with('{')) script = script_of(runtime, '(' + text + "\n)", waits);
+    if (script.empty()) script = script_of(runtime, text, waits);
+    if (script.empty()) {
+        // What is wrong with an input, the engine says of it as it is.
+        runtime.modules->run_script(text, Console::program_name, result);
+        return;
+    }
+    runtime.sources.erase(Console::program_name);  // functions of earlier inputs have that name too
+    runtime.modules->run_script(script, Console::program_name, result);
+    if (!waits) {
+        runtime.jobs->run();
+        return;
+    }
+    const JS::RootedObject promise(cx, &result.toObject());
+    runtime.jobs->run();
+    if (JS::GetPromiseState(promise) == JS::PromiseState::Pending) {
+        throw ScriptError("the input waits for a promise that nothing can settle any more");
+    }
+    result.set(JS::GetPromiseResult(promise));
+}
+
+Console::Value read_value(Runtime& runtime, JS::HandleValue value) {
+    JSContext* const cx = runtime.cx;
+    if (value.isNumber()) return value.toNumber();
+    if (value.isString()) {
+        const JS::RootedString text(cx, value.toString());
+        return to_units(cx, text);
+    }
+    if (!value.isObject()) return {};
+    const JS::RootedObject object(cx, &value.toObject());
+    bool is_array = false;
+    std::uint32_t length = 0;
+    check(JS::IsArrayObject(cx, object, &is_array));
+    if (!is_array) return {};
+    check(JS::GetArrayLength(cx, object, &length));
+    if (length > longest_array) return {};
+    std::vector<double> numbers;
+    for (std::uint32_t k = 0; k < length; ++k) {
+        JS::RootedValue element(cx);
+        check(JS_GetElement(cx, object, k, &element));
+        if (!element.isNumber()) return {};
+        numbers.push_back(element.toNumber());
+    }
+    return numbers;
+}
+
+std::string inspected(Runtime& runtime, JS::HandleValue value) {
+    JSContext* const cx = runtime.cx;
+    JS::RootedValue words(cx);
+    call_helper(runtime, "inspect", JS::HandleValueArray(value), &words);
+    const JS::RootedString text(cx, check(JS::ToString(cx, words)));
+    return to_utf8(cx, text);
+}
+
+/// The object that a path leads to; null for something that has no properties.
+JSObject* object_at(Runtime& runtime, std::string_view path) {
+    JSContext* const cx = runtime.cx;
+    JS::RootedObject object(cx, runtime.global);
+    JS::RootedValue value(cx, JS::ObjectValue(*object));
+    for (bool is_first = true; !path.empty(); is_first = false) {
+        const std::size_t end = std::min(path.find('.'), path.size());
+        const std::string name(path.substr(0, end));
+        path.remove_prefix(std::min(end + 1, path.size()));
+        if (is_first) {
+            // What let, const and class declare is no property of the global object.
+            const JS::RootedObject declared(cx, JS_GlobalLexicalEnvironment(runtime.global));
+            bool is_declared = false;
+            check(JS_HasOwnProperty(cx, declared, name.c_str(), &is_declared));
+            if (is_declared) object = declared;
+        }
+        check(JS_GetProperty(cx, object, name.c_str(), &value));
+        if (value.isNullOrUndefined()) return nullptr;
+        object = check(JS::ToObject(cx, value));
+    }
+    return object;
+}
+
+void add_names(Runtime& runtime, JS::HandleObject object, bool mark_functions,
+               std::vector<std::string>& names) {
+    JSContext* const cx = runtime.cx;
+    JS::RootedIdVector keys(cx);
+    check(js::GetPropertyKeys(cx, object, JSITER_OWNONLY | JSITER_HIDDEN, &keys));
+    for (const JS::PropertyKey key : keys) {
+        if (!key.isString()) continue;
+        const JS::RootedString text(cx, key.toString());
+        const JS::RootedId id(cx, key);
+        std::string name = to_utf8(cx, text);
+        if (mark_functions) {  // elsewhere a getter might run
+            JS::RootedValue value(cx);
+            check(JS_GetPropertyById(cx, object, id, &value));
+            if (value.isObject() && JS::IsCallable(&value.toObject())) name += '(';
+        }
+        names.push_back(std::move(name));
+    }
 }
 
 }  // namespace
 
-Console::Console(Engine& engine, NumberReader& numbers, std::string_view inspector)
-    : runtime_(*engine.runtime_) {
-    duk_context* ctx = runtime_.ctx;
+Console::Console(Engine& engine, NumberReader& numbers) : runtime_(*engine.runtime_) {
     runtime_.numbers = &numbers;
     runtime_.program = program_name;
-    const bool ready = guarded(ctx, [=] {
-        set_main_directory(ctx, "");
-        duk_push_global_stash(ctx);
-        duk_push_lstring(ctx, inspector.data(), inspector.size());
-        duk_eval(ctx);
-        duk_push_c_function(ctx, native<script::remark>, 1);
-        duk_call(ctx, 1);
-        duk_put_prop_string(ctx, -2, inspector_key);
-    });
-    const std::string error = ready ? "" : to_utf8(top_text(ctx));
-    duk_pop(ctx);
-    if (!ready) throw std::runtime_error("cannot set up the console: " + error);
+    try {
+        runtime_.modules->set_program("");
+    } catch (const Pending&) {
+        throw std::runtime_error("cannot set up the console: " + take_report(runtime_));
+    }
 }
 
 Console::~Console() { runtime_.numbers = nullptr; }
 
-bool Console::compiles(const std::string& source) {
-    const bool compiled = compile(runtime_.ctx, source);
-    duk_pop(runtime_.ctx);
-    return compiled;
-}
-
 bool Console::is_incomplete(std::string_view source) {
-    duk_context* ctx = runtime_.ctx;
-    const auto lines = static_cast<std::size_t>(std::count(source.begin(), source.end(), '\n')) + 1;
-    // The engine looks one token ahead: what fails at the end must fail later when more follows.
-    const std::string longer = std::string(source) + "\n\n)";
-    const auto error_of = [ctx](std::string_view program) {
-        std::string message(compile(ctx, program) ? "" : top_text(ctx));
-        duk_pop(ctx);
-        return message;
-    };
-    const std::string message = error_of(source);
-    if (!tells_of_the_end(message)) return false;
-    if (message.find("unterminated comment") != message.npos) return true;
-    if (message.find("unterminated") != message.npos) return false;
-    const std::string later = error_of(longer);
-    return later.empty() || line_of(later) > lines;
+    // What more lines could mend, the engine misses on the line after the last one.
+    const std::string text = std::string(source) + '\n';
+    auto complaint = complaint_of(runtime_, text, false);
+    if (complaint && Modules::is_for_modules(complaint->number)) {
+        complaint = complaint_of(runtime_, text, true);
+    }
+    return complaint && complaint->line > std::count(text.begin(), text.end(), '\n');
 }
 
 Console::Reply Console::evaluate(std::string_view source) {
-    duk_context* ctx = runtime_.ctx;
+    JSContext* const cx = runtime_.cx;
     Reply reply;
-    const auto failed = [&](std::string text) {
-        reply.kind = Reply::Kind::error;
-        reply.text = std::move(text);
-        return reply;
-    };
-    std::string text;
+    runtime_.begin(program_name);
     try {
-        text = clean_source(std::string(source), program_name);
-    } catch (const ScriptError& error) {
-        return failed(std::string(error.what()) + '\n');
+        JS::RootedValue value(cx);
+        try {
+            run_input(runtime_, std::string(source), &value);
+            runtime_.options.out->flush();
+            reply.defined = !value.isUndefined();
+            if (!reply.defined) return reply;
+            // A script may have made it read-only.
+            if (!JS_SetProperty(cx, runtime_.global, "_", value)) JS_ClearPendingException(cx);
+            reply.value = read_value(runtime_, value);
+            reply.text = inspected(runtime_, value);
+        } catch (const ScriptError&) {
+            set_current_exception(runtime_);
+            throw Pending();
+        }
+    } catch (const Pending&) {
+        runtime_.jobs->clear();
+        runtime_.options.out->flush();
+        reply.kind = Reply::Kind::error;
+        if (runtime_.exit_code) {
+            reply.kind = Reply::Kind::exited;
+            reply.exit_code = *runtime_.exit_code;
+        } else {
+            reply.text = take_report(runtime_);
+        }
     }
-    // {a: 1} alone is meant as an object.
-    const std::string object = '(' + text + "\n)";
-    if (text.starts_with('{') && compiles(object)) text = object;
-
-    const bool ran = compile(ctx, text) && duk_pcall(ctx, 0) == DUK_EXEC_SUCCESS;
-    runtime_.options.out->flush();
-    if (runtime_.exit_code) {
-        reply.kind = Reply::Kind::exited;
-        reply.exit_code = *runtime_.exit_code;
-    } else if (!ran) {
-        failed(thrown_text(ctx, program_name));
-    } else if (!duk_is_undefined(ctx, -1)) {
-        reply.defined = true;
-        const bool kept = guarded(ctx, [=] {
-            duk_push_global_object(ctx);
-            duk_dup(ctx, -2);
-            duk_put_prop_string(ctx, -2, "_");
-        });
-        static_cast<void>(kept);  // a script may have made it read-only
-        duk_pop(ctx);
-        reply.value = read_value();
-        reply.text = inspect();
-    }
-    duk_pop(ctx);
     return reply;
 }
 
-/// Of the value on top of the stack.
-Console::Value Console::read_value() {
-    duk_context* ctx = runtime_.ctx;
-    if (duk_is_number(ctx, -1)) return duk_get_number(ctx, -1);
-    if (duk_is_string(ctx, -1) && !duk_is_symbol(ctx, -1)) {
-        return host::to_units(to_utf8(top_text(ctx)));
-    }
-    if (!duk_is_array(ctx, -1)) return {};
-    duk_size_t length = 0;
-    guarded(ctx, [&] {  // a proxy may throw
-        length = duk_get_length(ctx, -1);
-        duk_push_undefined(ctx);
-    });
-    duk_pop(ctx);
-    if (length > longest_array) return {};
-    std::vector<double> numbers(length);
-    duk_size_t count = 0;
-    guarded(ctx, [&] {
-        duk_dup_top(ctx);
-        for (; count < length; ++count) {
-            duk_get_prop_index(ctx, -1, static_cast<duk_uarridx_t>(count));
-            if (!duk_is_number(ctx, -1)) break;
-            numbers[count] = duk_get_number(ctx, -1);
-            duk_pop(ctx);
-        }
-    });
-    duk_pop(ctx);
-    return count == length ? Value(std::move(numbers)) : Value();
-}
-
-/// Of the value on top of the stack.
-std::string Console::inspect() {
-    duk_context* ctx = runtime_.ctx;
-    guarded(ctx, [=] {
-        duk_push_global_stash(ctx);
-        duk_get_prop_string(ctx, -1, inspector_key);
-        duk_dup(ctx, -3);
-        duk_call(ctx, 1);
-    });
-    std::string text = to_utf8(top_text(ctx));
-    duk_pop(ctx);
-    return text;
-}
-
 std::vector<std::string> Console::properties(std::string_view path) {
-    duk_context* ctx = runtime_.ctx;
-    // One text with a line for each, since nothing may be owned while the engine works.
-    const bool listed = guarded(ctx, [=] {
-        push_path(ctx, path);
-        if (duk_is_null_or_undefined(ctx, -1)) {
-            duk_push_string(ctx, "");
-            return;
-        }
-        duk_to_object(ctx, -1);
-        duk_enum(ctx, -1, DUK_ENUM_INCLUDE_NONENUMERABLE);
-        duk_push_string(ctx, "");
-        while (duk_next(ctx, -2, 0) != 0) {
-            // Only globals are asked what they are: elsewhere a getter might run.
-            duk_push_string(ctx, path.empty() && is_global_function(ctx, -1) ? "(\n" : "\n");
-            duk_concat(ctx, 3);
-        }
-    });
+    JSContext* const cx = runtime_.cx;
     std::vector<std::string> names;
-    for (std::string_view rest = listed ? top_text(ctx) : ""; !rest.empty();) {
-        const std::size_t end = std::min(rest.find('\n'), rest.size());
-        names.push_back(to_utf8(rest.substr(0, end)));
-        rest.remove_prefix(std::min(end + 1, rest.size()));
+    try {
+        JS::RootedObject object(cx, object_at(runtime_, path));
+        if (path.empty()) {
+            const JS::RootedObject declared(cx, JS_GlobalLexicalEnvironment(runtime_.global));
+            add_names(runtime_, declared, true, names);
+        }
+        while (object) {
+            add_names(runtime_, object, path.empty(), names);
+            JS::RootedObject prototype(cx);
+            check(JS_GetPrototype(cx, object, &prototype));
+            object = prototype;
+        }
+    } catch (const Pending&) {
+        JS_ClearPendingException(cx);
     }
-    duk_pop(ctx);
     return names;
 }
 

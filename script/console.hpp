@@ -1,6 +1,6 @@
 // A script that is typed in piece by piece, and looked at in between.
 //
-//     script::Console console(engine, inspector);
+//     script::Console console(engine, reader);
 //     auto reply = console.evaluate("1 + 1");   // reply.value holds 2.0
 #pragma once
 
@@ -44,15 +44,14 @@ public:
         int exit_code = 0;
     };
 
-    /// The engine and the reader outlive the console. `inspector` is JavaScript: a function that gets
-    /// remark(number) and gives the function by which a value becomes text.
-    Console(Engine& engine, NumberReader& numbers, std::string_view inspector);
+    /// The engine and the reader outlive the console.
+    Console(Engine& engine, NumberReader& numbers);
     ~Console();
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
-    /// Runs UTF-8 source as a program of its own among the globals. The global `_` is then the value,
-    /// unless that is undefined.
+    /// Runs UTF-8 source as a script of its own among the globals, where what it declares stays; it may also
+    /// import, and await outside of functions. The global `_` is then the value, unless that is undefined.
     Reply evaluate(std::string_view source);
     /// Whether the source ends before the program does.
     bool is_incomplete(std::string_view source);
@@ -62,10 +61,6 @@ public:
     std::vector<std::string> properties(std::string_view path);
 
 private:
-    bool compiles(const std::string& source);
-    Value read_value();
-    std::string inspect();
-
     Runtime& runtime_;
 };
 

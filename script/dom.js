@@ -1,7 +1,6 @@
 // DOM objects for scripts: W3C DOM Level 2 Core, and what people know from newer DOMs, on the
 // functions and LIBXMLLife. var dom = require('dom'); docs/dom.md is the reference.
 var exception = require('./dom/exception');
-var clusters = require('./dom/cluster');
 var node = require('./dom/node');
 var data = require('./dom/data');
 var element = require('./dom/element');
@@ -13,8 +12,7 @@ var exact = require('./dom/exact');
 var html = require('./dom/html');
 
 /** A document that `load` gives, or an Error with the parser's words. */
-function parse(what, size, load) {
-    clusters.collect(size);
+function parse(what, load) {
     xmlDOMDocSetLastMsg(0, '');
     var loaded = load();
     if (!loaded) throw new Error(what + ' cannot be parsed' + words(xmlDOMDocGetLastMsg(0)));
@@ -29,7 +27,7 @@ function blanks(options) { return options && options.keepBlanks === false ? 0 : 
     elements. */
 exports.parseFile = function (path, options) {
     path = String(path);
-    return parse(path, undefined, function () {
+    return parse(path, function () {
         var handle =
             path.indexOf('\0') < 0 && xmlDOMDocLoadXMLFile(names.bytePath(path), blanks(options));
         return handle && document.documentOf(handle);
@@ -39,7 +37,7 @@ exports.parseFile = function (path, options) {
 /** Parses XML text, whatever encoding it declares. */
 exports.parseString = function (text, options) {
     text = String(text);
-    return parse('the text', text.length, function () {
+    return parse('the text', function () {
         var loaded = exact.load(text, blanks(options));
         if (!loaded) return null;
         var made = document.documentOf(loaded.doc, text);
@@ -51,7 +49,7 @@ exports.parseString = function (text, options) {
 /** Parses an HTML file; libxml2 finds out the encoding and mends what is not right. */
 exports.parseHTMLFile = function (path, options) {
     path = String(path);
-    return parse(path, undefined, function () {
+    return parse(path, function () {
         var handle =
             path.indexOf('\0') < 0 && xmlHTMLDocLoadFile(names.bytePath(path), blanks(options));
         return handle && document.documentOf(handle);
@@ -61,7 +59,7 @@ exports.parseHTMLFile = function (path, options) {
 /** Parses HTML text, whatever encoding it declares. */
 exports.parseHTMLString = function (text, options) {
     text = String(text);
-    return parse('the text', text.length, function () {
+    return parse('the text', function () {
         var handle = html.load(text, blanks(options));
         return handle && document.documentOf(handle);
     });

@@ -1,28 +1,45 @@
 #include "script/engine.hpp"
 
-#include <filesystem>
 #include <ostream>
 
+#include "script/jobs.hpp"
+#include "script/modules.hpp"
 #include "script/runtime.hpp"
 
 namespace valtrosse::script {
 
 namespace {
 
-struct Program {
-    const std::string& source;     // UTF-8
-    const std::string& name;       // engine text
-    const std::string& directory;  // engine text
-};
+/// Waits for the end of a program that is an ES module. Throws Pending.
+void finish_module(Runtime& runtime, JS::HandleValue evaluation) {
+    JSContext* const cx = runtime.cx;
+    const JS::RootedObject promise(cx, &evaluation.toObject());
+    check(JS::SetAnyPromiseIsHandled(cx, promise));
+    if (JS::GetPromiseState(promise) != JS::PromiseState::Rejected) runtime.jobs->run();
+    switch (JS::GetPromiseState(promise)) {
+        case JS::PromiseState::Fulfilled: return;
+        case JS::PromiseState::Pending:
+            throw ScriptError("the program waits for a promise that nothing can settle any more");
+        case JS::PromiseState::Rejected: {
+            const JS::RootedValue reason(cx, JS::GetPromiseResult(promise));
+            const JS::RootedObject site(cx, JS::GetPromiseResolutionSite(promise));
+            JS::SetPendingExceptionStack(cx, JS::ExceptionStack(cx, reason, site));
+            throw Pending();
+        }
+    }
+}
 
-duk_ret_t run_program(duk_context* ctx, void* data) {
-    const auto& program = *static_cast<const Program*>(data);
-    set_main_directory(ctx, program.directory.c_str());
-    duk_push_lstring(ctx, program.source.data(), program.source.size());
-    duk_push_lstring(ctx, program.name.data(), program.name.size());
-    duk_compile(ctx, 0);
-    duk_call(ctx, 0);
-    return 1;
+void run_program(Runtime& runtime, std::string_view source, const std::string& name) {
+    const std::string text = clean_source(std::string(source), name);
+    runtime.sources[name] = text;
+    JS::RootedValue result(runtime.cx);
+    bool is_module = false;
+    runtime.modules->run(text, name, &result, is_module);
+    if (is_module) {
+        finish_module(runtime, result);
+    } else {
+        runtime.jobs->run();
+    }
 }
 
 }  // namespace
@@ -38,30 +55,36 @@ int Engine::run_file(const std::string& path) {
 
 int Engine::run_code(std::string_view source, const std::string& name) {
     Runtime& runtime = *runtime_;
-    duk_context* ctx = runtime.ctx;
-    runtime.exit_code.reset();
-    runtime.program = name;
-    std::string text;
-    try {
-        text = clean_source(std::string(source), name);
-    } catch (const ScriptError& error) {
-        *runtime.options.err << error.what() << '\n';
-        return uncaught_error;
-    }
-    const std::string shown_name = from_utf8(name);
-    const std::string directory = from_utf8(std::filesystem::path(name).parent_path().string());
-    Program program{text, shown_name, directory};
+    runtime.begin(name);
     int code = 0;
-    if (duk_safe_call(ctx, run_program, &program, 0, 1) != DUK_EXEC_SUCCESS && !runtime.exit_code) {
-        runtime.options.out->flush();
-        *runtime.options.err << thrown_text(ctx, shown_name);
-        code = uncaught_error;
+    try {
+        try {
+            run_program(runtime, source, name);
+        } catch (const ScriptError&) {
+            set_current_exception(runtime);
+            throw Pending();
+        }
+    } catch (const Pending&) {
+        runtime.jobs->clear();
+        if (!runtime.exit_code) {
+            runtime.options.out->flush();
+            *runtime.options.err << take_report(runtime);
+            code = uncaught_error;
+        }
     }
-    duk_pop(ctx);
     runtime.options.out->flush();
     return runtime.exit_code.value_or(code);
 }
 
 bool Engine::exited() const { return runtime_->exit_code.has_value(); }
+
+void Engine::interrupt() noexcept {
+    runtime_->interrupt_requested = true;
+    JS_RequestInterruptCallback(runtime_->cx);
+}
+
+bool Engine::interrupted() const { return runtime_->was_interrupted; }
+
+void Engine::collect() { JS_GC(runtime_->cx); }
 
 }  // namespace valtrosse::script

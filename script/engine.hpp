@@ -19,22 +19,24 @@ class CallObserver;
 struct Runtime;
 
 struct Options {
-    std::ostream* out = nullptr;      ///< print, console.log; null is std::cout
-    std::ostream* err = nullptr;      ///< console.error, uncaught errors; null is std::cerr
-    std::vector<std::string> args{};  ///< the script's global `args`, in UTF-8
-    /// Where require looks for names that do not start with ./ ../ or /, in this order.
+    std::ostream* out = nullptr;  ///< print, console.log; null is std::cout
+    std::ostream* err = nullptr;  ///< console.error, uncaught errors; null is std::cerr
+    /// The script's global `args`, in UTF-8; bytes that are none can still open files.
+    std::vector<std::string> args{};
+    /// Where require and import look for names that do not start with ./ ../ or /, in this order. Errors
+    /// do not point into modules from there.
     std::vector<std::string> module_directories{};
     /// Sees every call; outlives the engine. See observer.hpp.
     CallObserver* observer = nullptr;
+    /// For tests: all that can be collected is collected after every so many calls. 0: when it is time.
+    unsigned calls_between_collections = 0;
 };
 
 /// The exit code of a script that ends with an uncaught error.
 inline constexpr int uncaught_error = 1;
-/// The exit code of the process when the JavaScript engine itself cannot go on.
-inline constexpr int engine_failure = 70;
 
 /// One JavaScript world. Globals live as long as the engine; so do the LIBXMLLife objects they
-/// hold. The host must outlive it.
+/// hold. The host must outlive it. A thread has one engine at a time.
 class Engine {
 public:
     /// Throws std::runtime_error when the globals cannot be set up.
@@ -48,12 +50,20 @@ public:
     /// when the file cannot be read.
     int run_file(const std::string& path);
 
-    /// Runs a program given as UTF-8; `name` stands for the file in error messages. require takes
-    /// relative names from the directory of `name`.
+    /// Runs a program given as UTF-8, with all that its promises and timers have to do; `name` stands for the
+    /// file in error messages. require and import take relative names from the directory of `name`.
     int run_code(std::string_view source, const std::string& name = "code");
 
     /// Whether a script called exit(): until the next run nothing runs any more.
     bool exited() const;
+
+    /// Ends what runs with the error "interrupted". May be called from another thread.
+    void interrupt() noexcept;
+    /// Whether the last run ended so.
+    bool interrupted() const;
+
+    /// Ends what no variable leads to any more.
+    void collect();
 
 private:
     friend class Console;

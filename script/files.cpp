@@ -61,8 +61,8 @@ std::string clean_source(std::string source, const std::string& name) {
         std::mismatch(source.begin(), source.end(), repaired.begin(), repaired.end());
     if (bad != source.end()) {
         const auto line = std::count(source.begin(), bad, '\n') + 1;
-        throw ScriptError(DUK_ERR_SYNTAX_ERROR, name + ':' + std::to_string(line) +
-                                                    ": SyntaxError: the script is not UTF-8 here");
+        throw ScriptError("line " + std::to_string(line) + " of " + name + " is not UTF-8",
+                          JSEXN_SYNTAXERR);
     }
     if (source.starts_with("\xEF\xBB\xBF")) source.erase(0, 3);
     if (source.starts_with("#!")) source.replace(0, 2, "//");

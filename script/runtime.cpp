@@ -1,120 +1,153 @@
 #include "script/runtime.hpp"
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <filesystem>
 #include <iostream>
-#include <new>
+
+#include "script/embedded.hpp"
+#include "script/jobs.hpp"
+#include "script/modules.hpp"
 
 namespace valtrosse::script {
 
 namespace {
 
-[[noreturn]] void fatal(void*, const char* message) {
-    std::cout.flush();
-    std::fprintf(stderr, "the JavaScript engine cannot go on: %s\n",
-                 message != nullptr ? message : "unknown reason");
-    std::_Exit(engine_failure);
+// The heap of objects and strings; documents are libxml2's and not in it.
+constexpr std::uint32_t largest_heap = sizeof(void*) == 4 ? 1U << 30 : ~0U;
+// After so much memory of documents, in MiB, the engine looks which of them nobody needs any more.
+constexpr std::uint32_t documents_between_collections = 16;
+constexpr std::size_t largest_stack = 4U << 20;
+constexpr std::size_t smallest_stack = 256U << 10;
+
+/// The engine's library is started once and ended with the process.
+void start_library() {
+    static const struct Library {
+        Library() {
+            if (!JS_Init()) throw std::runtime_error("the JavaScript engine cannot start");
+        }
+        ~Library() { JS_ShutDown(); }
+    } library;
 }
 
-duk_ret_t install(duk_context* ctx, void* data) {
-    auto& runtime = *static_cast<Runtime*>(data);
-    duk_push_object(ctx);
-    duk_get_prototype(ctx, -1);
-    runtime.object_prototype = duk_get_heapptr(ctx, -1);
-    duk_pop_2(ctx);
-    install_globals(runtime, ctx);
-    install_modules(ctx);
-    install_functions(runtime, ctx);
-    install_life(ctx);
-    return 0;
+thread_local bool has_context = false;
+
+/// Half of what the thread has: libxml2 needs some of it too.
+std::size_t stack_for_scripts() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_STACK, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
+        return largest_stack;
+    return std::clamp(static_cast<std::size_t>(limit.rlim_cur / 2), smallest_stack, largest_stack);
+}
+
+/// The engine asks now and then, in loops too, whether to go on.
+bool go_on(JSContext* cx) {
+    Runtime& runtime = Runtime::of(cx);
+    if (!runtime.interrupt_requested.exchange(false)) return true;
+    runtime.stop_jobs();
+    runtime.was_interrupted = true;
+    try {
+        const std::vector<Place> places = current_places(runtime);
+        runtime.interrupted_at = places.empty() ? runtime.program : places.front().text();
+    } catch (const Pending&) {
+        JS_ClearPendingException(cx);
+        runtime.interrupted_at = runtime.program;
+    }
+    return false;
+}
+
+const JSClass global_class = {
+    "global", JSCLASS_GLOBAL_FLAGS, &JS::DefaultGlobalClassOps, nullptr, nullptr, nullptr};
+
+JSObject* new_global(JSContext* cx) {
+    JS::RealmOptions options;
+    options.creationOptions()
+        .setWeakRefsEnabled(JS::WeakRefSpecifier::EnabledWithoutCleanupSome)
+        .setSharedMemoryAndAtomicsEnabled(true);
+    return JS_NewGlobalObject(cx, &global_class, nullptr, JS::FireOnNewGlobalHook, options);
+}
+
+void install(Runtime& runtime) {
+    JSContext* const cx = runtime.cx;
+    check(JS::InitRealmStandardClasses(cx));
+    runtime.object_prototype = check(JS::GetRealmObjectPrototype(cx));
+    install_globals(runtime);
+    install_functions(runtime);
+    install_life(runtime);
 }
 
 }  // namespace
+
+Context::Context() {
+    if (has_context) throw std::runtime_error("this thread has a JavaScript engine already");
+    start_library();
+    cx_ = JS_NewContext(largest_heap);
+    if (cx_ == nullptr) throw std::runtime_error("no memory for the JavaScript engine");
+    js::SetStackFormat(cx_, js::StackFormat::V8);
+    JS_SetNativeStackQuota(cx_, stack_for_scripts());
+    JS_SetGCParameter(cx_, JSGC_MALLOC_THRESHOLD_BASE, documents_between_collections);
+    if (!js::UseInternalJobQueues(cx_) || !JS::InitSelfHostedCode(cx_)) {
+        JS_DestroyContext(cx_);
+        throw std::runtime_error("no memory for the JavaScript engine");
+    }
+    has_context = true;
+}
+
+Context::~Context() {
+    JS_DestroyContext(cx_);
+    has_context = false;
+}
 
 Runtime::Runtime(host::Host& the_host, Options the_options)
     : host(the_host),
       options(std::move(the_options)) {
     if (options.out == nullptr) options.out = &std::cout;
     if (options.err == nullptr) options.err = &std::cerr;
-    // In the engine's form from the start: what is pushed during set-up must not be converted then.
-    for (std::string& arg : options.args) arg = from_utf8(arg);
-    bind_functions(*this);
-    ctx = duk_create_heap(nullptr, nullptr, nullptr, this, fatal);
-    if (ctx == nullptr) throw std::runtime_error("no memory for a JavaScript heap");
-    if (duk_safe_call(ctx, install, this, 0, 1) != DUK_EXEC_SUCCESS) {
-        const std::string message = duk_safe_to_string(ctx, -1);
-        duk_destroy_heap(ctx);
-        throw std::runtime_error("cannot set up the script's globals: " + message);
+    for (std::string& directory : options.module_directories) {
+        directory = (std::filesystem::path(directory) / "").lexically_normal().parent_path();
     }
-    duk_pop(ctx);
-}
-
-Runtime::~Runtime() {
-    duk_destroy_heap(ctx);  // finalizers run here and still find everything in place
-}
-
-bool push_text(duk_context* ctx, std::string_view engine_text) {
-    return guarded(ctx, [=] { duk_push_lstring(ctx, engine_text.data(), engine_text.size()); });
-}
-
-bool push_bytes(duk_context* ctx, std::string_view bytes) {
-    return guarded(ctx, [=] {
-        void* copy = duk_push_fixed_buffer(ctx, bytes.size());
-        if (!bytes.empty()) std::memcpy(copy, bytes.data(), bytes.size());
-        duk_push_buffer_object(ctx, -1, 0, bytes.size(), DUK_BUFOBJ_UINT8ARRAY);
-    });
-}
-
-void push_error(duk_context* ctx, duk_errcode_t code, std::string_view message) noexcept {
+    JS_SetContextPrivate(cx, this);
     try {
-        const std::string text = from_utf8(message);
-        guarded(ctx, [&] {
-            // Without a file and line of our own the error points to the script that called.
-            duk_push_error_object_raw(ctx, code, nullptr, 0, "%s", "");
-            duk_push_lstring(ctx, text.data(), text.size());
-            duk_put_prop_string(ctx, -2, "message");
-        });
-    } catch (const std::bad_alloc&) {
-        guarded(ctx, [=] {
-            duk_push_error_object_raw(ctx, DUK_ERR_RANGE_ERROR, nullptr, 0, "%s", "out of memory");
-        });
+        global = check(new_global(cx));
+        realm.emplace(cx, global);
+        modules = std::make_unique<Modules>(*this);
+        jobs = std::make_unique<Jobs>(*this);
+        install(*this);
+        if (!JS_AddInterruptCallback(cx, go_on)) throw Pending();
+    } catch (const Pending&) {
+        throw std::runtime_error("cannot set up the script's globals: " + take_report(*this));
     }
 }
 
-void push_current_exception(duk_context* ctx) noexcept {
-    try {
-        throw;
-    } catch (const ScriptError& error) {
-        push_error(ctx, error.code, error.what());
-    } catch (const std::bad_alloc&) {
-        push_error(ctx, DUK_ERR_RANGE_ERROR, "out of memory");
-    } catch (const std::exception& error) {
-        push_error(ctx, DUK_ERR_ERROR, error.what());
-    } catch (...) {
-        push_error(ctx, DUK_ERR_ERROR, "unknown failure");
+Runtime::~Runtime() = default;
+
+void Runtime::begin(const std::string& name) {
+    program = name;
+    exit_code.reset();
+    interrupted_at.clear();
+    was_interrupted = false;
+    interrupt_requested = false;
+}
+
+void Runtime::stop_jobs() {
+    // Said too early, it would stop those of the next program.
+    if (is_running_jobs) js::StopDrainingJobQueue(cx);
+}
+
+JSString* text_argument(const JS::CallArgs& args, unsigned index, const char* what) {
+    if (!args.get(index).isString()) {
+        throw ScriptError(std::string(what) + " must be a string", JSEXN_TYPEERR);
     }
+    return args[index].toString();
 }
 
-duk_ret_t throw_exit(duk_context* ctx) {
-    duk_push_error_object_raw(ctx, DUK_ERR_ERROR, nullptr, 0, "%s", "exit");
-    return duk_throw(ctx);
-}
-
-std::string_view text_argument(duk_context* ctx, duk_idx_t index, const char* what) {
-    duk_size_t size = 0;
-    const char* bytes = duk_is_symbol(ctx, index) ? nullptr : duk_get_lstring(ctx, index, &size);
-    if (bytes == nullptr) {
-        throw ScriptError(DUK_ERR_TYPE_ERROR, std::string(what) + " must be a string");
-    }
-    return {bytes, size};
-}
-
-void put_function(duk_context* ctx, const char* name) {
-    duk_push_string(ctx, "name");
-    duk_push_string(ctx, name);
-    duk_def_prop(ctx, -3, DUK_DEFPROP_HAVE_VALUE | DUK_DEFPROP_FORCE);
-    duk_put_prop_string(ctx, -2, name);
+Source::Source(Runtime& runtime, std::string_view text, const std::string& file,
+               unsigned first_line)
+    : file_(file),
+      options_(runtime.cx) {
+    options_.setFileAndLine(file_.c_str(), first_line);
+    check(text_.init(runtime.cx, text.data(), text.size(), JS::SourceOwnership::Borrowed));
 }
 
 }  // namespace valtrosse::script

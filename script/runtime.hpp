@@ -1,17 +1,17 @@
-// What the parts of the engine share, and the two rules under which they are written:
+// What the parts of the engine share, and the rules under which they are written:
 //
-// 1. A JavaScript error is a longjmp. No engine function that may throw one (most may: they
-//    allocate) is called while a C++ object that owns something is on the stack, except through
-//    guarded().
-// 2. No C++ exception leaves a native function: native<> turns it into a JavaScript error.
-//
-// Finalizers of scripts may run whenever the engine allocates and may call everything again, so
-// nothing that a nested call would overwrite (the scratch buffer) is in use then either.
+// 1. What the engine may collect is rooted: JS::Rooted in a function, JS::Handle as a parameter,
+//    JS::PersistentRooted in the Runtime.
+// 2. A function of the engine says by its result that it failed, and keeps the JavaScript exception. check()
+//    makes a C++ exception of that, Pending. No C++ exception leaves a native function: native<> sees to it.
+// 3. Pointers into strings and buffers hold as long as the engine allocates nothing.
+// 4. A finalizer touches what its own slot points to, and the host, never another object of the engine.
 #pragma once
 
-#include <duktape.h>
-
+#include <atomic>
 #include <cstddef>
+#include <deque>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -21,31 +21,56 @@
 
 #include "host/host.hpp"
 #include "script/engine.hpp"
+#include "script/mozjs.hpp"
 #include "script/strings.hpp"
 
 namespace valtrosse::script {
 
 /// A JavaScript error in the making; the message is UTF-8.
 struct ScriptError : std::runtime_error {
-    ScriptError(duk_errcode_t error_code, const std::string& message)
+    explicit ScriptError(const std::string& message, JSExnType error_type = JSEXN_ERR)
         : std::runtime_error(message),
-          code(error_code) {}
-    duk_errcode_t code;
+          type(error_type) {}
+    JSExnType type;
 };
 
+/// The engine has an exception, or the script has to end (exit, Ctrl-C).
+struct Pending {};
+
+inline void check(bool done) {
+    if (!done) throw Pending();
+}
+template <typename T>
+T* check(T* made) {
+    if (made == nullptr) throw Pending();
+    return made;
+}
+
 class NumberReader;
+struct Runtime;
+class Jobs;
+class Modules;
 
 /// A script function as it is called.
 struct BoundFunction {
     static constexpr std::size_t none = static_cast<std::size_t>(-1);
     const host::Function* function;
-    std::size_t byte_path;  ///< the parameter that is a path of one byte per unit, or none
+    std::size_t byte_path = none;  ///< the parameter that is a path of one byte per unit
+    std::size_t source = none;     ///< what a document is made of: path, text or document
+    std::vector<JS::PropertyKey> parameters{};  ///< their names, pinned
 };
 
-/// A host object that a JavaScript object stands for, with the one reference that it holds.
-struct Life {
-    host::ObjectHandle handle;
-    void* js_object;  ///< borrowed: its finalizer removes the entry
+/// The engine as a whole, one thread's part of it.
+class Context {
+public:
+    Context();
+    ~Context();
+    Context(const Context&) = delete;
+    Context& operator=(const Context&) = delete;
+    JSContext* get() const { return cx_; }
+
+private:
+    JSContext* cx_ = nullptr;
 };
 
 struct Runtime {
@@ -54,84 +79,121 @@ struct Runtime {
     Runtime(const Runtime&) = delete;
     Runtime& operator=(const Runtime&) = delete;
 
-    static Runtime& of(duk_context* ctx) {
-        duk_memory_functions functions;
-        duk_get_memory_functions(ctx, &functions);
-        return *static_cast<Runtime*>(functions.udata);
-    }
+    /// Makes ready for a program of that name.
+    void begin(const std::string& name);
+    /// Sees to it that no further job of a promise runs.
+    void stop_jobs();
 
+    static Runtime& of(JSContext* cx) { return *static_cast<Runtime*>(JS_GetContextPrivate(cx)); }
+
+    // What finalizers need outlives the context, in which they run last.
     host::Host& host;
     Options options;
-    std::vector<BoundFunction> functions;  // indexed by the magic number of the function object
-    Scratch scratch;
-    std::unordered_map<vt_object*, Life> lives;
-    const void* object_prototype = nullptr;  // the prototype of what literals make
-    std::string program;                     // the file that runs, as it was named
-    std::optional<int> exit_code;            // set by exit(): from then on nothing runs any more
-    NumberReader* numbers = nullptr;         // while somebody looks at values
-    duk_context* ctx = nullptr;
+    std::unordered_map<std::uint32_t, std::size_t>
+        weights{};  // bytes of large documents, by handle
+
+    Context context{};
+    JSContext* const cx = context.get();
+    JS::PersistentRootedObject global{cx};
+    JS::PersistentRootedObject helpers{cx};  // what prelude.js gives
+    std::optional<JSAutoRealm> realm{};
+    JS::PersistentRootedObject life_prototype{cx};
+    std::deque<BoundFunction> life_methods{};
+    JS::PersistentRootedObject object_prototype{cx};  // of what literals make
+    std::deque<BoundFunction> functions{};
+    Scratch scratch{};
+    std::unique_ptr<Modules> modules;
+    std::unique_ptr<Jobs> jobs;
+
+    std::string program{};           // the file that runs, as it was named
+    std::optional<int> exit_code{};  // set by exit(): from then on nothing runs any more
+    std::string interrupted_at{};    // where Ctrl-C met the script, until that is told
+    bool was_interrupted = false;
+    bool is_running_jobs = false;
+    std::unordered_map<std::string, std::string> sources{};  // by file, for the reports of errors
+    NumberReader* numbers = nullptr;                         // while somebody looks at values
+    std::uint32_t calls_to_collection = 0;
+    std::atomic<bool> interrupt_requested = false;
 };
 
-/// Runs `work`, which owns nothing and leaves one value on top of the stack. A JavaScript error
-/// ends the work and is left there instead; the result is then false.
-template <typename Work>
-bool guarded(duk_context* ctx, Work work) {
-    const auto run = [](duk_context*, void* data) -> duk_ret_t {
-        (*static_cast<Work*>(data))();
-        return 1;
-    };
-    return duk_safe_call(ctx, run, &work, 0, 1) == DUK_EXEC_SUCCESS;
-}
+// ---- Errors -------------------------------------------------------------------------------------
 
-/// Pushes text in the engine's form; on failure pushes the error and returns false.
-bool push_text(duk_context* ctx, std::string_view engine_text);
-/// Pushes a Uint8Array; on failure pushes the error and returns false.
-bool push_bytes(duk_context* ctx, std::string_view bytes);
-/// Pushes an Error with a message in UTF-8 (or, without memory for it, the error that says so).
-void push_error(duk_context* ctx, duk_errcode_t code, std::string_view message) noexcept;
-/// Inside a catch clause: pushes the JavaScript error for the exception.
-void push_current_exception(duk_context* ctx) noexcept;
-/// Throws the value that takes a script out of all its calls after exit().
-duk_ret_t throw_exit(duk_context* ctx);
+/// Makes the engine's exception an error with a message in UTF-8, which points to the innermost place of the
+/// script that is in no bundled module. Gives the error, or null when there is no memory for it.
+JSObject* set_error(Runtime& runtime, JSExnType type, std::string_view message);
+/// Inside a catch clause: gives the engine the JavaScript exception.
+void set_current_exception(Runtime& runtime) noexcept;
 
-/// The report of the thrown value on top of the stack, which stays there as something else: place,
-/// message and stack, in UTF-8. `name` is the program's name in the engine's form.
-std::string thrown_text(duk_context* ctx, const std::string& name);
+/// The folder, so to say, of the JavaScript that is in the program itself.
+inline constexpr std::string_view built_in = "vtdom:";
+/// Whether a file is one of the modules that belong to the program.
+bool is_bundled(const Runtime& runtime, std::string_view file);
+
+/// Where a frame of the stack is.
+struct Place {
+    std::string file{};
+    std::uint32_t line = 0;
+    std::uint32_t column = 0;  // from 1 on
+    std::string function{};
+
+    std::string text() const;  // "file:line:column"
+};
+/// The places of a captured stack that are in no bundled module, the innermost first.
+std::vector<Place> places_of(Runtime& runtime, JS::HandleObject stack);
+/// Those of the script that runs.
+std::vector<Place> current_places(Runtime& runtime);
+
+/// The report of what was thrown: place, message, the line of source and the stack, in UTF-8. Takes the
+/// exception away from the engine; after Ctrl-C there is none.
+std::string take_report(Runtime& runtime);
+/// The same of a value that a promise was rejected with.
+std::string report_of(Runtime& runtime, JS::HandleValue thrown, JS::HandleObject stack);
+
+// ---- Native functions ---------------------------------------------------------------------------
 
 /// A native function whose body may throw C++ exceptions.
-template <duk_ret_t (*body)(Runtime&, duk_context*)>
-duk_ret_t native(duk_context* ctx) {
-    Runtime& runtime = Runtime::of(ctx);
-    if (runtime.exit_code) return throw_exit(ctx);
+template <void (*body)(Runtime&, const JS::CallArgs&)>
+bool native(JSContext* cx, unsigned count, JS::Value* values) {
+    Runtime& runtime = Runtime::of(cx);
+    if (runtime.exit_code) return false;
     try {
-        return body(runtime, ctx);
+        body(runtime, JS::CallArgsFromVp(count, values));
+        return true;
     } catch (...) {
-        push_current_exception(ctx);
+        set_current_exception(runtime);
+        return false;
     }
-    return duk_throw(ctx);
 }
 
-/// The string argument at an index, in the engine's form; anything else throws ScriptError.
-std::string_view text_argument(duk_context* ctx, duk_idx_t index, const char* what);
+/// The string argument at an index; anything else throws ScriptError.
+JSString* text_argument(const JS::CallArgs& args, unsigned index, const char* what);
+/// Calls a function of prelude.js.
+void call_helper(Runtime& runtime, const char* name, const JS::HandleValueArray& arguments,
+                 JS::MutableHandleValue result);
 
-/// Puts the native function on top of the stack into the object below it, under that name, which
-/// also becomes its own name in stack traces.
-void put_function(duk_context* ctx, const char* name);
+/// What calls of a function need to know of it.
+BoundFunction bind(JSContext* cx, const host::Function& function);
 
-// Each puts its globals in place; they may throw JavaScript errors.
-/// Fills runtime.functions; throws std::runtime_error.
-void bind_functions(Runtime& runtime);
-void install_functions(Runtime& runtime, duk_context* ctx);
-void install_life(duk_context* ctx);
-void install_modules(duk_context* ctx);
-void install_globals(Runtime& runtime, duk_context* ctx);
+// Each puts its globals in place, and throws Pending.
+void install_functions(Runtime& runtime);
+void install_life(Runtime& runtime);
+void install_globals(Runtime& runtime);
 
-/// Replaces the global require by one that starts from this directory (UTF-8).
-void set_main_directory(duk_context* ctx, const char* directory);
+// ---- Programs -----------------------------------------------------------------------------------
 
-/// Pushes the JavaScript object of a host object, made now if it has none; see guarded() for the
-/// result.
-bool push_life(Runtime& runtime, duk_context* ctx, const host::ObjectHandle& handle);
+/// UTF-8 source, compiled under a file's name.
+class Source {
+public:
+    Source(Runtime& runtime, std::string_view text, const std::string& file,
+           unsigned first_line = 1);
+    JS::SourceText<mozilla::Utf8Unit>& text() { return text_; }
+    const JS::CompileOptions& options() const { return options_; }
+
+private:
+    std::string file_;
+    JS::CompileOptions options_;
+    JS::SourceText<mozilla::Utf8Unit> text_{};
+};
 
 /// The whole of a file, "-" for standard input. Throws std::system_error.
 std::string read_file(const std::string& path);

@@ -74,10 +74,17 @@ TEST_F(ShellSession, waits_for_the_rest_of_an_input_and_outlives_errors) {
     for (const char* wrong : {"x = ;", "1 2", "'a", "a)", "/b", "return 1"}) {
         EXPECT_THAT(say(std::string(wrong) + "\n5\n"), HasSubstr("\n5\n")) << wrong;
     }
+    // Declarations stay, also of inputs that wait or import.
+    EXPECT_EQ(say("const {a, b: [c]} = await Promise.resolve({\na: 1, b: [2]})\na + c\n"
+                  "class A { x = 1 }\nasync function two() { return new A().x + 1 }\nawait two()\n"
+                  "(await two()) + (1)\n{q: await two()}\nimport * as fs from './none'\n"
+                  "setTimeout(() => print('later'), 1)\n"),
+              "3\n2\n3\n{q: 2}\nError: cannot find module './none'\nlater\n1\n");
     EXPECT_EQ(say("nope\nthrow {}\nnull.x\n_ = 6\n_ + 1\n_\n"),
-              "ReferenceError: identifier 'nope' undefined\n"
-              "input: uncaught [object Object]\n"
-              "TypeError: cannot read property 'x' of null\n6\n7\n7\n");
+              "ReferenceError: nope is not defined\nuncaught {}\n"
+              "TypeError: null has no properties\n6\n7\n7\n");
+    EXPECT_EQ(say("let n = 1; const g = x =>\n x.y\nn += 1\ng(null)\nn\n"),
+              "2\ninput:2:2: TypeError: x is null\n    at g (input:2:2)\n2\n");
     EXPECT_EQ(say("var p = new Proxy([], {get: function () { throw new Error('trap'); }}); p\n8\n"),
               "Error: trap\n8\n");
     EXPECT_EQ(say("exit(9)\n10\n"), "");

@@ -1,26 +1,19 @@
 // One kind of call over and over: vtdom calls.js KIND ROUNDS. instructions.sh counts a round.
-var doc = xmlDOMDocLoadXMLString('<list><item n="1">some text</item><item/></list>', 1);
-var item = xmlDOMNodeGetRelative(xmlDOMDocGetRootNode(doc), 3);
+const doc = xmlDOMDocLoadXMLString('<list><item n="1">some text</item><item/></list>', 1);
+const item = xmlDOMNodeGetRelative(xmlDOMDocGetRootNode(doc), 3);
 
-var kinds = {
-    'nothing': function (item, rounds) {
-        for (var i = 0; i < rounds; ++i);
+const kinds = {
+    'integer'(item, rounds) {
+        for (let i = 0; i < rounds; ++i) xmlDOMNodeGetRelative(item, 1);
     },
-    'integer': function (item, rounds) {
-        for (var i = 0; i < rounds; ++i) xmlDOMNodeGetRelative(item, 1);
+    'text back'(item, rounds) {
+        for (let i = 0; i < rounds; ++i) xmlDOMNodeGetName(item);
     },
-    'integer, function in a variable': function (item, rounds) {
-        var relative = xmlDOMNodeGetRelative;
-        for (var i = 0; i < rounds; ++i) relative(item, 1);
+    'text over and back'(item, rounds) {
+        for (let i = 0; i < rounds; ++i) xmlDOMElementGetAttribute(item, 'n');
     },
-    'text back': function (item, rounds) {
-        for (var i = 0; i < rounds; ++i) xmlDOMNodeGetName(item);
-    },
-    'text over and back': function (item, rounds) {
-        for (var i = 0; i < rounds; ++i) xmlDOMElementGetAttribute(item, 'n');
-    },
-    'by name': function (item, rounds) {
-        for (var i = 0; i < rounds; ++i) xmlDOMElementGetAttribute({node: item, name: 'n'});
+    'by name'(item, rounds) {
+        for (let i = 0; i < rounds; ++i) xmlDOMElementGetAttribute({node: item, name: 'n'});
     }
 };
 kinds[args[0]](item, Number(args[1]));

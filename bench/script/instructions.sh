@@ -14,15 +14,15 @@ trap 'rm -rf "$folder"' EXIT
 
 # count KIND ROUNDS: the instructions of the whole process.
 count() {
-    valgrind --tool=callgrind --callgrind-out-file="$folder/out" \
+    valgrind --tool=callgrind --smc-check=all-non-file --callgrind-out-file="$folder/out" \
         "$vtdom" "$here/calls.js" "$1" "$2" 2>"$folder/log"
     sed -n 's/^summary: //p; s/^totals: //p' "$folder/out" | head -1
 }
 
-sed -n "s/^    '\(.*\)': function.*/\1/p" "$here/calls.js" >"$folder/kinds"
+sed -n "s/^    '\(.*\)'(item.*/\1/p" "$here/calls.js" >"$folder/kinds"
 while read -r kind; do
-    few=$(count "$kind" 200)
-    many=$(count "$kind" 1200)
-    printf '%-32s %6d\n' "$kind" $(((many - few) / 1000))
+    few=$(count "$kind" 20000)
+    many=$(count "$kind" 70000)
+    printf '%-32s %6d\n' "$kind" $(((many - few) / 50000))
 done <"$folder/kinds" | tee "$folder/counts"
 "$here/../compare_counts.sh" "$folder/counts" "$here/instructions.txt" 5 "$mode"

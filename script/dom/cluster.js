@@ -83,23 +83,3 @@ Cluster.prototype.place = function (parent, handle, before, isText) {
 };
 
 exports.Cluster = Cluster;
-
-// ---- Memory -------------------------------------------------------------------------------------
-
-// The engine does not see the memory of documents: after so many, or so much text, it is asked to
-// look for clusters that nobody needs.
-var documentsBetween = 100;
-var unitsBetween = 4000000;
-var unitsOfFile = 100000;       // the size is not known
-var documents = 0;
-var units = 0;
-
-/** Counts a document of this many units (none: a file). To be called when no object of it is made
-    yet. */
-exports.collect = function (size) {
-    documents += 1;
-    units += size === undefined ? unitsOfFile : size;
-    if (documents < documentsBetween && units < unitsBetween) return;
-    documents = units = 0;
-    if (typeof Duktape === 'object' && Duktape.gc) Duktape.gc();
-};

@@ -251,7 +251,6 @@ DOMImplementation.prototype = {
         if (!empty) names.split(uri, qualifiedName);
         refuseIf(doctype && doctype._cluster, 'WRONG_DOCUMENT_ERR',
                  'the document type is that of another document');
-        clusters.collect(0);
         var document = documentOf(xmlDOMDocCreateDoc('1.0'));
         if (doctype) doctype._attach(document);
         if (!empty) document.appendChild(document.createElementNS(uri, qualifiedName));

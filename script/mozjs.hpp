@@ -29,6 +29,7 @@ static_assert(sizeof(void*) ==
 #include <js/Interrupt.h>
 #include <js/JSON.h>
 #include <js/MapAndSet.h>
+#include <js/MemoryCallbacks.h>
 #include <js/MemoryFunctions.h>
 #include <js/Modules.h>
 #include <js/Object.h>

@@ -107,6 +107,14 @@ std::string message_of(Runtime& runtime, JS::HandleValue thrown, bool is_error) 
     return (is_error ? "" : "uncaught ") + (text ? to_utf8(runtime.cx, text) : "an object");
 }
 
+/// Of an engine without memory the exception is this text alone.
+bool is_out_of_memory(Runtime& runtime, JS::HandleValue thrown) {
+    if (!thrown.isString() || runtime.out_of_memory_at.empty()) return false;
+    const JS::RootedString text(runtime.cx, thrown.toString());
+    bool same = false;
+    return JS_StringEqualsLiteral(runtime.cx, text, "out of memory", &same) && same;
+}
+
 bool is_error_object(Runtime& runtime, JS::HandleValue thrown) {
     if (!thrown.isObject()) return false;
     const JS::RootedObject object(runtime.cx, &thrown.toObject());
@@ -228,7 +236,9 @@ std::string take_report(Runtime& runtime) {
         JS_ClearPendingException(runtime.cx);
         return runtime.program + ": the script was ended\n";
     }
-    return report_of(runtime, thrown.exception(), thrown.stack());
+    const JS::RootedValue value(runtime.cx, thrown.exception());
+    if (is_out_of_memory(runtime, value)) return runtime.out_of_memory_at + ": out of memory\n";
+    return report_of(runtime, value, thrown.stack());
 }
 
 }  // namespace valtrosse::script

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 
@@ -21,10 +22,12 @@ constexpr std::uint32_t documents_between_collections = 16;
 constexpr std::size_t largest_stack = 4U << 20;
 constexpr std::size_t smallest_stack = 256U << 10;
 
-/// The engine's library is started once and ended with the process.
+/// The engine's library is started once and ended with the process. With VALTROSSE_INTERPRET set it compiles
+/// nothing: for valgrind, which is slow with code that changes.
 void start_library() {
     static const struct Library {
         Library() {
+            if (std::getenv("VALTROSSE_INTERPRET") != nullptr) JS::DisableJitBackend();
             if (!JS_Init()) throw std::runtime_error("the JavaScript engine cannot start");
         }
         ~Library() { JS_ShutDown(); }
@@ -55,6 +58,19 @@ bool go_on(JSContext* cx) {
         runtime.interrupted_at = runtime.program;
     }
     return false;
+}
+
+/// What is thrown then is only a text; there may be no memory for more.
+void note_out_of_memory(JSContext* cx, void*) {
+    Runtime& runtime = Runtime::of(cx);
+    JS::AutoFilename file;
+    unsigned line = 0;
+    if (!JS::DescribeScriptedCaller(cx, &file, &line) || file.get() == nullptr) return;
+    try {
+        runtime.out_of_memory_at = std::string(file.get()) + ':' + std::to_string(line);
+    } catch (const std::bad_alloc&) {
+        runtime.out_of_memory_at.clear();
+    }
 }
 
 const JSClass global_class = {
@@ -115,6 +131,7 @@ Runtime::Runtime(host::Host& the_host, Options the_options)
         jobs = std::make_unique<Jobs>(*this);
         install(*this);
         if (!JS_AddInterruptCallback(cx, go_on)) throw Pending();
+        JS::SetOutOfMemoryCallback(cx, note_out_of_memory, nullptr);
     } catch (const Pending&) {
         throw std::runtime_error("cannot set up the script's globals: " + take_report(*this));
     }
@@ -126,6 +143,7 @@ void Runtime::begin(const std::string& name) {
     program = name;
     exit_code.reset();
     interrupted_at.clear();
+    out_of_memory_at.clear();
     was_interrupted = false;
     interrupt_requested = false;
 }

@@ -108,6 +108,7 @@ struct Runtime {
     std::string program{};           // the file that runs, as it was named
     std::optional<int> exit_code{};  // set by exit(): from then on nothing runs any more
     std::string interrupted_at{};    // where Ctrl-C met the script, until that is told
+    std::string out_of_memory_at{};  // where the engine found no memory last
     bool was_interrupted = false;
     bool is_running_jobs = false;
     std::unordered_map<std::string, std::string> sources{};  // by file, for the reports of errors

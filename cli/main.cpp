@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
+#include <optional>
 #include <system_error>
 
 #include "cli/handles.hpp"
@@ -31,6 +32,7 @@ using namespace valtrosse;
 constexpr int cannot_start = 2;
 constexpr int output_lost = 1;
 constexpr int leaks_found = 3;
+constexpr int handles_refused = 4;
 constexpr int interrupted = -SIGINT;  // no script ends with that
 
 int complain(std::string message, int exit_code = cannot_start) {
@@ -59,7 +61,7 @@ void show_version(host::Host& host, const std::string& plugin) {
 
 /// What looks at the calls of a script, as the options ask for it.
 struct Watchers {
-    Watchers(const cli::CommandLine& line, host::Host& host)
+    Watchers(const cli::CommandLine& line, host::Host& host, const std::string& plugin)
         : ownership(host),
           handles(ownership),
           trace(std::cerr, std::cout) {
@@ -67,6 +69,7 @@ struct Watchers {
         if (line.interactive) all.add(handles);
         if (line.profile) all.add(profile);
         if (line.trace) all.add(trace);
+        if (line.checked) refused.emplace(host, plugin);
     }
     script::CallObserver* observer() { return all.empty() ? nullptr : &all; }
 
@@ -75,6 +78,24 @@ struct Watchers {
     cli::Profile profile;
     cli::Trace trace;
     script::CallObservers all;
+    std::optional<cli::RefusedHandles> refused{};
+};
+
+/// Lets reports of refused handles name the place in the script, while there is an engine.
+class PlaceOfRefused {
+public:
+    PlaceOfRefused(Watchers& watchers, const script::Engine& engine)
+        : refused_(watchers.refused) {
+        if (refused_) refused_->set_engine(&engine);
+    }
+    ~PlaceOfRefused() {
+        if (refused_) refused_->set_engine(nullptr);
+    }
+    PlaceOfRefused(const PlaceOfRefused&) = delete;
+    PlaceOfRefused& operator=(const PlaceOfRefused&) = delete;
+
+private:
+    std::optional<cli::RefusedHandles>& refused_;
 };
 
 /// For tests: so often everything is collected that can be.
@@ -101,6 +122,7 @@ int run_in_engine(const cli::CommandLine& line, host::Host& host, Watchers& watc
                                  .module_directories = cli::module_directories(),
                                  .observer = watchers.observer(),
                                  .calls_between_collections = calls_between_collections()});
+    const PlaceOfRefused place(watchers, engine);
     int exit_code = 0;
     {
         const cli::InterruptWatch watch(engine);
@@ -116,8 +138,8 @@ int run_in_engine(const cli::CommandLine& line, host::Host& host, Watchers& watc
 }
 
 /// Runs the script or the shell with what looks at its calls, and writes what that has seen.
-int run(const cli::CommandLine& line, host::Host& host) {
-    Watchers watchers(line, host);
+int run(const cli::CommandLine& line, host::Host& host, const std::string& plugin) {
+    Watchers watchers(line, host, plugin);
     int exit_code = run_in_engine(line, host, watchers);
     std::cout.flush();
     if (line.profile) watchers.profile.report(std::cerr);
@@ -125,6 +147,7 @@ int run(const cli::CommandLine& line, host::Host& host) {
         exit_code == 0) {
         exit_code = leaks_found;
     }
+    if (watchers.refused && watchers.refused->any() && exit_code == 0) exit_code = handles_refused;
     return exit_code;
 }
 
@@ -134,11 +157,10 @@ int execute(const cli::CommandLine& line) {
     exsltRegisterAll();
     const std::string plugin = cli::find_plugin(line.plugin, line.checked);
     host::Host host(plugin);
-    if (line.checked) cli::report_refused_handles(host, plugin);
     switch (line.action) {
         case cli::Action::list_functions: list_functions(host); return 0;
         case cli::Action::show_version: show_version(host, plugin); return 0;
-        default: return run(line, host);
+        default: return run(line, host, plugin);
     }
 }
 

@@ -1,6 +1,8 @@
 #include "cli/reference.hpp"
 
 #include <algorithm>
+#include <cctype>
+#include <filesystem>
 #include <fstream>
 
 namespace valtrosse::cli {
@@ -26,14 +28,35 @@ std::string plain(std::string_view line) {
     return text;
 }
 
-std::string name_in(std::string_view heading) {
-    return std::string(heading.substr(0, heading.find('(')));
+/// The name of what a heading begins; empty where that is nothing to be looked up.
+std::string function_in(std::string_view heading) {
+    const bool of_function = heading.starts_with("### ") && heading.ends_with(')');
+    return of_function ? std::string(heading.substr(4, heading.find('(') - 4)) : "";
+}
+std::string topic_in(std::string_view heading) {
+    if (heading.starts_with("# ")) return "dom";
+    if (!heading.starts_with("## ")) return "";
+    std::string name = "dom " + std::string(heading.substr(3));
+    for (char& letter : name) {
+        letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+    }
+    return name;
 }
 
 }  // namespace
 
 Reference Reference::read(const std::string& path) {
     Reference reference;
+    reference.add(path, function_in);
+    reference.add(std::filesystem::path(path).replace_filename("dom.md"), topic_in);
+    for (Entry& each : reference.entries_) {
+        while (each.text.ends_with("\n\n")) each.text.pop_back();
+    }
+    return reference;
+}
+
+void Reference::add(const std::string& path,
+                    std::string (*name_of_heading)(std::string_view heading)) {
     Entry* entry = nullptr;
     bool in_example = false;
     std::ifstream file(path);
@@ -44,22 +67,17 @@ Reference Reference::read(const std::string& path) {
         } else if (in_example) {
             if (entry != nullptr) entry->text += "    " + line + '\n';
         } else if (text.starts_with('#')) {
-            const bool of_function = text.starts_with("### ") && text.ends_with(')');
+            const std::string name = name_of_heading(text);
             entry = nullptr;
-            if (!of_function) continue;
-            const std::string_view heading = text.substr(4);
-            entry = &reference.entries_.emplace_back(
-                Entry{name_in(heading), std::string(heading) + '\n', ""});
+            if (name.empty()) continue;
+            const std::string heading(text.substr(text.find(' ') + 1));
+            entry = &entries_.emplace_back(Entry{name, heading + '\n', ""});
         } else if (entry != nullptr) {
             const std::string shown = plain(line);
             if (shown.starts_with("- Result: ")) entry->result = shown.substr(10);
             entry->text += shown + '\n';
         }
     }
-    for (Entry& each : reference.entries_) {
-        while (each.text.ends_with("\n\n")) each.text.pop_back();
-    }
-    return reference;
 }
 
 const Reference::Entry* Reference::find(std::string_view name) const {

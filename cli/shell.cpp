@@ -22,11 +22,18 @@ struct Command {
     const char* words;
 };
 constexpr std::array<Command, 4> commands = {{
-    {".help", "this; with the name of a function what the reference says of it"},
+    {".help", "this; with the name of a function what the reference says of it; .help dom: DOM objects"},
     {".functions", "the functions with their parameters; with a word those that have it"},
     {".owned", "what is to be freed: documents, and nodes that hang nowhere"},
-    {".quit", "leaves the shell, as Ctrl-D does"},
+    {".quit", "leaves the shell, as exit, .exit and Ctrl-D do"},
 }};
+
+/// The command that a line alone means to people who come from other shells; empty for none.
+std::string_view command_meant_by(std::string_view line) {
+    if (line == "help" || line == "?") return ".help";
+    if (line == "exit" || line == "quit" || line == ".exit") return ".quit";
+    return line.starts_with('.') ? line : "";
+}
 
 std::vector<std::string> command_names() {
     std::vector<std::string> names;
@@ -90,7 +97,8 @@ int Shell::run(LineInput& input) {
         if (got == LineInput::Got::end && pending_.empty()) return exit_code_;
         // An empty line, or the end, takes what is there as complete.
         const bool complete = got == LineInput::Got::end || trimmed(line).empty();
-        const bool is_command = pending_.empty() && line.starts_with('.');
+        const std::string command_line(pending_.empty() ? command_meant_by(trimmed(line)) : "");
+        const bool is_command = !command_line.empty();
         pending_ += pending_.empty() ? line : '\n' + line;
         if (!is_command && !complete && console_.is_incomplete(pending_)) continue;
 
@@ -98,7 +106,7 @@ int Shell::run(LineInput& input) {
         source.swap(pending_);
         if (trimmed(source).empty()) continue;
         input.remember(source);
-        if ((is_command ? command(source) : take(source)) == Next::leave) return exit_code_;
+        if ((is_command ? command(command_line) : take(source)) == Next::leave) return exit_code_;
     }
 }
 
@@ -219,15 +227,16 @@ void Shell::show_help(std::string_view topic) {
         out_
             << "Type JavaScript; what it gives is shown, and is in the variable _ then.\n"
                "Tab completes names, parameters (f({) and files (in strings), the arrows bring\n"
-               "earlier input back, Ctrl-C drops the input or stops a script at its next call.\n\n";
+               "earlier input back, Ctrl-C drops the input or stops what runs.\n\n";
         for (const Command& command : commands) {
             out_ << "  " << left_aligned(command.name, 12) << command.words << '\n';
         }
         return;
     }
-    topic = topic.substr(0, topic.find('('));
+    topic = trimmed(topic.substr(0, topic.find('(')));
     if (const Reference::Entry* entry = reference_.find(topic)) {
         out_ << entry->text;
+        if (topic == "dom") out_ << "\nMore of each: .help dom documents, .help dom nodes and so on\n";
         return;
     }
     if (const std::string signature = signature_of(topic); !signature.empty()) {
@@ -236,11 +245,14 @@ void Shell::show_help(std::string_view topic) {
     }
     bool found = false;
     for (const Reference::Entry& entry : reference_.entries()) {
-        if (!contains_word(entry.name, topic)) continue;
+        const bool of_dom = entry.name.starts_with("dom");
+        if (!contains_word(of_dom ? entry.text : entry.name, topic)) continue;
         found = true;
-        out_ << "  " << entry.text.substr(0, entry.text.find('\n')) << '\n';
+        out_ << "  "
+             << (of_dom ? ".help " + entry.name : entry.text.substr(0, entry.text.find('\n')))
+             << '\n';
     }
-    if (!found) out_ << "There is no function with " << topic << " in its name\n";
+    if (!found) out_ << "The reference does not know " << topic << '\n';
 }
 
 TerminalInput::Completion Shell::complete(const std::string& line) {

@@ -85,6 +85,8 @@ void Engine::interrupt() noexcept {
 
 bool Engine::interrupted() const { return runtime_->was_interrupted; }
 
+std::string Engine::caller() const { return caller_of(runtime_->cx); }
+
 void Engine::collect() { JS_GC(runtime_->cx); }
 
 }  // namespace valtrosse::script

@@ -62,6 +62,9 @@ public:
     /// Whether the last run ended so.
     bool interrupted() const;
 
+    /// Where the script makes the call that is running: "file:line", empty for nowhere.
+    std::string caller() const;
+
     /// Ends what no variable leads to any more.
     void collect();
 

@@ -12,12 +12,15 @@ namespace valtrosse::script {
 
 namespace {
 
-/// Writes the arguments with spaces between them and a line end.
+/// Writes the arguments with spaces between them and a line end; objects without a toString of their own as
+/// console.log does.
 void print(Runtime& runtime, const JS::CallArgs& args) {
     JSContext* const cx = runtime.cx;
     std::string line;
     for (unsigned k = 0; k < args.length(); ++k) {
-        const JS::RootedString text(cx, check(JS::ToString(cx, args[k])));  // may run toString
+        JS::RootedValue value(cx, args[k]);
+        if (value.isObject()) call_helper(runtime, "words", JS::HandleValueArray(value), &value);
+        const JS::RootedString text(cx, check(JS::ToString(cx, value)));  // may run toString
         if (k != 0) line += ' ';
         line += to_utf8(cx, text);
     }

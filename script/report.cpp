@@ -156,6 +156,13 @@ std::vector<Place> current_places(Runtime& runtime) {
     return places_of(runtime, stack);
 }
 
+std::string caller_of(JSContext* cx) {
+    JS::AutoFilename file;
+    unsigned line = 0;
+    if (!JS::DescribeScriptedCaller(cx, &file, &line) || file.get() == nullptr) return "";
+    return std::string(file.get()) + ':' + std::to_string(line);
+}
+
 JSObject* set_error(Runtime& runtime, JSExnType type, std::string_view message) {
     JSContext* const cx = runtime.cx;
     try {

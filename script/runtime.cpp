@@ -3,7 +3,6 @@
 #include <sys/resource.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 
@@ -22,12 +21,10 @@ constexpr std::uint32_t documents_between_collections = 16;
 constexpr std::size_t largest_stack = 4U << 20;
 constexpr std::size_t smallest_stack = 256U << 10;
 
-/// The engine's library is started once and ended with the process. With VALTROSSE_INTERPRET set it compiles
-/// nothing: for valgrind, which is slow with code that changes.
+/// The engine's library is started once and ended with the process.
 void start_library() {
     static const struct Library {
         Library() {
-            if (std::getenv("VALTROSSE_INTERPRET") != nullptr) JS::DisableJitBackend();
             if (!JS_Init()) throw std::runtime_error("the JavaScript engine cannot start");
         }
         ~Library() { JS_ShutDown(); }
@@ -63,11 +60,8 @@ bool go_on(JSContext* cx) {
 /// What is thrown then is only a text; there may be no memory for more.
 void note_out_of_memory(JSContext* cx, void*) {
     Runtime& runtime = Runtime::of(cx);
-    JS::AutoFilename file;
-    unsigned line = 0;
-    if (!JS::DescribeScriptedCaller(cx, &file, &line) || file.get() == nullptr) return;
     try {
-        runtime.out_of_memory_at = std::string(file.get()) + ':' + std::to_string(line);
+        runtime.out_of_memory_at = caller_of(cx);
     } catch (const std::bad_alloc&) {
         runtime.out_of_memory_at.clear();
     }

@@ -144,6 +144,9 @@ std::vector<Place> places_of(Runtime& runtime, JS::HandleObject stack);
 /// Those of the script that runs.
 std::vector<Place> current_places(Runtime& runtime);
 
+/// "file:line" of the script that runs, found without memory of the engine; empty when none does.
+std::string caller_of(JSContext* cx);
+
 /// The report of what was thrown: place, message, the line of source and the stack, in UTF-8. Takes the
 /// exception away from the engine; after Ctrl-C there is none.
 std::string take_report(Runtime& runtime);

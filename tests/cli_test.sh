@@ -123,8 +123,8 @@ else
     checked=$plugin
 fi
 printf 'xmlDOMNodeGetName(5);\nprint(LIBXMLLife.new().addInternal(6));\n' >refused.js
-expect "refused handle" 0 err "xmlDOMNodeGetName: node 0x00000005 (5)" "$vtdom" --checked refused.js
-expect "refused by a method" 0 err "addInternal: internal 0x00000006 (6)" \
+expect "refused handle" 4 err "refused.js:1: xmlDOMNodeGetName: node 0x00000005 (5)" "$vtdom" --checked refused.js
+expect "refused by a method" 4 err "refused.js:2: addInternal: internal 0x00000006 (6)" \
     "$vtdom" --checked --plugin "$checked" refused.js
 [[ $(<out) == undefined && $(wc -l <err) == 2 ]] || fail "refused handle: more than two reports"
 

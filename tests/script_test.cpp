@@ -25,6 +25,15 @@ unsigned calls_between_collections() {
     return number == nullptr ? 0 : static_cast<unsigned>(std::atoi(number));
 }
 
+/// Whether how much memory a process takes says little of its scripts.
+bool memory_is_a_tool_s() {
+#ifdef __SANITIZE_ADDRESS__
+    return true;
+#else
+    return host::under_valgrind();
+#endif
+}
+
 class Scripts : public testing::Test {
 protected:
     /// Runs code and returns what it printed, with the errors, which stay in `errors` as well, as does
@@ -236,7 +245,7 @@ TEST_F(Scripts, loops_over_documents_stay_small) {
         status >> total >> pages;
         return pages * 4096;
     };
-    if (host::under_valgrind()) GTEST_SKIP() << "valgrind's memory is not the script's";
+    if (memory_is_a_tool_s()) GTEST_SKIP() << "valgrind and AddressSanitizer keep memory back";
     std::size_t most = 0;
     for (int round = 0; round < 10; ++round) {
         run("for (let i = 0; i < 100; ++i) LIBXMLLife.new().addInternal(xmlDOMDocLoadXMLFile('" +
@@ -443,7 +452,7 @@ TEST_F(Scripts, can_be_interrupted_wherever_they_are) {
 }
 
 TEST_F(Scripts, without_memory_get_an_error) {
-    if (host::under_valgrind()) GTEST_SKIP() << "a limit of memory is none for valgrind";
+    if (memory_is_a_tool_s()) GTEST_SKIP() << "a limit of memory is none for them";
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_AS, &before), 0);
     rlimit limit{std::size_t{900} << 20, before.rlim_max};
@@ -453,7 +462,9 @@ TEST_F(Scripts, without_memory_get_an_error) {
                                  "var s = 'x'; for (;;) s = xmlDOMUtilStrReplace(s, 'x', 'xx');"};
     for (const char* source : cases) {
         run(source);
-        EXPECT_THAT(errors, testing::ContainsRegex("^test.js:1:?.*(memory|size|too large|too long)"));
+        EXPECT_THAT(errors, testing::AllOf(StartsWith("test.js:1:"),
+                                           testing::AnyOf(HasSubstr("memory"), HasSubstr("size"),
+                                                          HasSubstr("too large"))));
         EXPECT_EQ(code, 1);
         run("a = s = null; gc();");
     }

@@ -71,6 +71,9 @@
         if (value instanceof Set) {
             return `Set(${value.size}) ${enclosed('{', list(value, value.size, show), '}', indent)}`;
         }
+        if (typeof value[Symbol.iterator] === 'function' && typeof value.item === 'function') {
+            return `${name}(${value.length}) ${enclosed('[', list(value, value.length, show), ']', indent)}`;
+        }
         const keys = Reflect.ownKeys(value)
             .filter(key => Object.prototype.propertyIsEnumerable.call(value, key));
         const fields = list(keys, keys.length, key => {

@@ -181,6 +181,7 @@
 
     return {
         inspect,
+        words: value => value.toString === Object.prototype.toString ? inspect(value) : value,
         awaits: source => /\bawait\s*[(\[`+\-\/]/.test(source) && part('shell').awaits(parse, source),
         asynchronous: source => part('shell').asynchronous(parse, source),
         /** The text of an ES module with the exports of a CommonJS module, which are in import.meta. */

@@ -1,14 +1,14 @@
 // Builds an Atom feed from nothing and moves parts of another document into it.
 // vtdom atom.js OUTPUT_FOLDER
-var dom = require('./lib/dom');
-var build = require('./lib/build');
-var places = require('./lib/places');
-var report = require('./lib/report');
+const dom = require('./lib/dom');
+const build = require('./lib/build');
+const places = require('./lib/places');
+const report = require('./lib/report');
 
-var ATOM = 'http://www.w3.org/2005/Atom';
-var XHTML = 'http://www.w3.org/1999/xhtml';
-var XML = 'http://www.w3.org/XML/1998/namespace';
-var DUBLIN_CORE = 'http://purl.org/dc/elements/1.1/';
+const ATOM = 'http://www.w3.org/2005/Atom';
+const XHTML = 'http://www.w3.org/1999/xhtml';
+const XML = 'http://www.w3.org/XML/1998/namespace';
+const DUBLIN_CORE = 'http://purl.org/dc/elements/1.1/';
 
 /** An Atom element; an empty prefix is the default namespace. */
 function atom(doc, name, attributes, content) {
@@ -17,8 +17,8 @@ function atom(doc, name, attributes, content) {
 
 /** The head of the feed. What is made for a document belongs to it as soon as it is linked in. */
 function createFeed() {
-    var doc = xmlDOMDocCreateDoc('1.0');
-    var feed = atom(doc, 'feed', {}, [
+    const doc = xmlDOMDocCreateDoc('1.0');
+    const feed = atom(doc, 'feed', {}, [
         atom(doc, 'title', {}, ['Tea & notes <2024>']),
         atom(doc, 'link', { rel: 'self', href: 'https://example.org/tea.atom?page=1&all=yes' }, []),
         atom(doc, 'id', {}, ['urn:example:tea']),
@@ -29,7 +29,7 @@ function createFeed() {
     ]);
     xmlDOMElementSetAttributeNodeNS(feed, build.attribute(doc, 'xml:lang', 'en', XML));
 
-    var style = xmlDOMDocCreateNode(doc, dom.Type.INSTRUCTION, 'xml-stylesheet');
+    const style = xmlDOMDocCreateNode(doc, dom.Type.INSTRUCTION, 'xml-stylesheet');
     xmlDOMNodeSetValue(style, 'type="text/css" href="feed.css"');
     build.append(doc, [style, feed]);
     return doc;
@@ -37,12 +37,12 @@ function createFeed() {
 
 /** An entry for a note: its text is taken out of the notes and put into the feed. */
 function moveNote(note, doc) {
-    var text = dom.select(note, 'h:div')[0];
-    var title = xmlDOMElementGetAttribute(note, 'title');
-    var date = xmlDOMElementGetAttribute(note, 'on');
+    const text = dom.select(note, 'h:div')[0];
+    const title = xmlDOMElementGetAttribute(note, 'title');
+    const date = xmlDOMElementGetAttribute(note, 'on');
 
     xmlDOMNodeUnlinkNode(text);     // it has no document now, but keeps its namespaces
-    var entry = atom(doc, 'entry', {}, [
+    const entry = atom(doc, 'entry', {}, [
         atom(doc, 'title', {}, [title]),
         atom(doc, 'id', {}, ['urn:example:tea:' + date]),
         atom(doc, 'updated', {}, [date]),
@@ -65,15 +65,15 @@ function saveAndCheck(doc, path) {
     print(report.indent(readFile(path)));
 
     report.section('Loaded again');
-    var again = dom.load(path, 0);
-    var life = LIBXMLLife.new().addInternal(again);
-    var feed = xmlDOMDocGetRootNode(again);
-    var texts = dom.select(feed, '*[local-name()="entry"]/*[local-name()="content"]/h:div');
+    const again = dom.load(path, 0);
+    const life = LIBXMLLife.new().addInternal(again);
+    const feed = xmlDOMDocGetRootNode(again);
+    const texts = dom.select(feed, '*[local-name()="entry"]/*[local-name()="content"]/h:div');
     report.check('the root is in the namespace of Atom', xmlDOMNodeGetPropertyNS(feed, 1) === ATOM);
     report.check('xml:lang is en', xmlDOMElementGetAttributeNS(feed, 'lang', XML) === 'en');
     report.check('the title reads as it was written',
         dom.value(feed, '*[local-name()="title"]/text()') === 'Tea & notes <2024>');
-    report.check('both moved texts are XHTML', texts.length === 2 && texts.every(function (text) {
+    report.check('both moved texts are XHTML', texts.length === 2 && texts.every(text => {
         return xmlDOMNodeGetPropertyNS(text, 1) === XHTML;
     }));
     report.check('the rating is still in the namespace of the notes',
@@ -81,17 +81,17 @@ function saveAndCheck(doc, path) {
             === '4');
 }
 
-var feed = createFeed();
-var notes = dom.load(places.data('tea-notes.xml'), 0);
-var lives = [LIBXMLLife.new().addInternal(feed), LIBXMLLife.new().addInternal(notes)];
+const feed = createFeed();
+const notes = dom.load(places.data('tea-notes.xml'), 0);
+const lives = [LIBXMLLife.new().addInternal(feed), LIBXMLLife.new().addInternal(notes)];
 
 report.section('A text moves');
-dom.select(xmlDOMDocGetRootNode(notes), 'n:note').forEach(function (note, i) {
+dom.select(xmlDOMDocGetRootNode(notes), 'n:note').forEach((note, i) => {
     if (i === 0) {
         print('in the notes, which declare h and n at the root:\n' +
               report.indent(xmlDOMNodeDumpNode(dom.select(note, 'h:div')[0], 0)));
     }
-    var text = moveNote(note, feed);
+    const text = moveNote(note, feed);
     if (i === 0) {
         print('in the feed, which declares neither:\n' +
               report.indent(xmlDOMNodeDumpNode(text, 0)));

@@ -1,35 +1,35 @@
 // Lists what a document's DTD declares, entities of all kinds and notations, and where it is used.
 // vtdom entities.js OUTPUT_FOLDER
-var dom = require('./lib/dom');
-var places = require('./lib/places');
-var report = require('./lib/report');
+const dom = require('./lib/dom');
+const places = require('./lib/places');
+const report = require('./lib/report');
 
 /** What xmlDOMEntityGetProperty tells of an entity; what it does not have is ''. */
 function describe(entity) {
-    var publicId = xmlDOMEntityGetProperty(entity, 0) || '';
-    var systemId = xmlDOMEntityGetProperty(entity, 1) || '';
-    var notation = xmlDOMEntityGetProperty(entity, 2) || '';
-    var kind = notation ? 'unparsed' : systemId ? 'external' : 'internal';
+    const publicId = xmlDOMEntityGetProperty(entity, 0) || '';
+    const systemId = xmlDOMEntityGetProperty(entity, 1) || '';
+    let notation = xmlDOMEntityGetProperty(entity, 2) || '';
+    const kind = notation ? 'unparsed' : systemId ? 'external' : 'internal';
     return [xmlDOMNodeGetName(entity), kind, systemId, notation, publicId];
 }
 
 function listEntities(doc) {
     report.section('Entities');
     // A handle list like that of a selection. The declarations belong to the DTD: nothing to free.
-    var rows = dom.handles(xmlDOMDocGetEntities(doc)).map(describe).sort();
-    var head = ['name', 'kind', 'system identifier', 'notation', 'public identifier'];
+    const rows = dom.handles(xmlDOMDocGetEntities(doc)).map(describe).sort();
+    const head = ['name', 'kind', 'system identifier', 'notation', 'public identifier'];
     report.table([head].concat(rows));
     writeFile(places.output('entities.txt'),
-        rows.map(function (row) { return row.join('|') + '\n'; }).join(''));
+        rows.map(row => row.join('|') + '\n').join(''));
 }
 
 function listNotations(doc) {
     report.section('Notations');
     // Here the answer is a chain of records that belongs to the script: first child by first child.
-    var chain = xmlDOMDocGetNotations(doc);
-    var life = LIBXMLLife.new().addInternal(chain);     // ends the whole chain
-    var rows = [];
-    for (var notation = chain; notation;
+    const chain = xmlDOMDocGetNotations(doc);
+    const life = LIBXMLLife.new().addInternal(chain);     // ends the whole chain
+    const rows = [];
+    for (let notation = chain; notation;
          notation = xmlDOMNodeGetRelative(notation, dom.Step.FIRST_CHILD)) {
         rows.push([
             xmlDOMNodeGetName(notation),
@@ -40,15 +40,15 @@ function listNotations(doc) {
     rows.sort();
     report.table([['name', 'system identifier', 'public identifier']].concat(rows));
     writeFile(places.output('notations.txt'),
-        rows.map(function (row) { return row.join('|') + '\n'; }).join(''));
+        rows.map(row => row.join('|') + '\n').join(''));
 }
 
 /** References stay nodes of the tree; their first child is the declaration. */
 function listReferences(node) {
-    dom.children(node).forEach(function (child) {
-        var type = xmlDOMNodeGetType(child);
+    dom.children(node).forEach(child => {
+        const type = xmlDOMNodeGetType(child);
         if (type === dom.Type.ENTITY_REFERENCE) {
-            var declaration = xmlDOMNodeGetRelative(child, dom.Step.FIRST_CHILD);
+            const declaration = xmlDOMNodeGetRelative(child, dom.Step.FIRST_CHILD);
             print('  in ' + xmlDOMNodeGetName(node) + ': ' + xmlDOMNodeDumpNode(child, 0) + ' is ' +
                   xmlDOMNodeDumpNode(declaration, 0).trim());
         } else if (type === dom.Type.ELEMENT) {
@@ -59,19 +59,19 @@ function listReferences(node) {
 
 /** Unparsed entities are named by attributes; the DTD has the file and the viewer. */
 function listFiles(doc) {
-    var byName = {};
-    dom.handles(xmlDOMDocGetEntities(doc)).forEach(function (entity) {
+    const byName = {};
+    dom.handles(xmlDOMDocGetEntities(doc)).forEach(entity => {
         byName[xmlDOMNodeGetName(entity)] = entity;
     });
-    dom.select(xmlDOMDocGetRootNode(doc), '//@file').forEach(function (attribute) {
-        var entity = byName[xmlDOMNodeGetValue(attribute)];
+    dom.select(xmlDOMDocGetRootNode(doc), '//@file').forEach(attribute => {
+        const entity = byName[xmlDOMNodeGetValue(attribute)];
         print('  ' + xmlDOMNodeGetName(xmlDOMNodeGetRelative(attribute, dom.Step.PARENT)) + ': ' +
               xmlDOMEntityGetProperty(entity, 1) + ', for ' + xmlDOMEntityGetProperty(entity, 2));
     });
 }
 
-var book = dom.load(places.data('tea-book.xml'), 0);
-var life = LIBXMLLife.new().addInternal(book);
+const book = dom.load(places.data('tea-book.xml'), 0);
+const life = LIBXMLLife.new().addInternal(book);
 listEntities(book);
 listNotations(book);
 report.section('References in the text');

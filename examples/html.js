@@ -1,15 +1,15 @@
 // Reads a large real HTML page, its sections and where its links go; saves it in two encodings.
 // vtdom html.js OUTPUT_FOLDER
-var dom = require('./lib/dom');
-var places = require('./lib/places');
-var report = require('./lib/report');
+const dom = require('./lib/dom');
+const places = require('./lib/places');
+const report = require('./lib/report');
 
 function countLinks(root) {
     return dom.select(root, '//a[@href]').length;
 }
 
 function look(page) {
-    var root = xmlDOMDocGetRootNode(page);
+    const root = xmlDOMDocGetRootNode(page);
     report.section('The page');
     report.table([
         ['file', places.htmlPage],
@@ -20,7 +20,7 @@ function look(page) {
     ]);
 
     report.section('Sections, and the links in them');
-    report.table(dom.select(root, '//dt[.//span[@class="reference"]]').map(function (term) {
+    report.table(dom.select(root, '//dt[.//span[@class="reference"]]').map(term => {
         return [
             dom.text(dom.select(term, './/a')[0]),
             dom.select(term, 'following-sibling::dd[1]//a[@href]').length
@@ -28,32 +28,32 @@ function look(page) {
     }));
 
     report.section('The last links');
-    report.table(dom.select(root, '//a[@href]').slice(-8).map(function (link) {
+    report.table(dom.select(root, '//a[@href]').slice(-8).map(link => {
         return [dom.text(link), xmlDOMElementGetAttribute(link, 'href')];
     }));
 }
 
 function saveAndCheck(page, encoding) {
-    var path = places.output('page-' + encoding + '.html');
+    const path = places.output('page-' + encoding + '.html');
     // With 1 at the end, libxml2 would add line ends, also inside of headings.
     if (xmlHTMLDocSaveFormatFile(page, path8(path), encoding, 0) === undefined) {
         throw new Error('cannot write ' + path);
     }
     print('  ' + path + ': ' + readFile(path, 'binary').length + ' bytes');
 
-    var again = dom.loadHTML(path, 1);
-    var life = LIBXMLLife.new().addInternal(again);
-    var before = xmlDOMDocGetRootNode(page), after = xmlDOMDocGetRootNode(again);
+    const again = dom.loadHTML(path, 1);
+    const life = LIBXMLLife.new().addInternal(again);
+    const before = xmlDOMDocGetRootNode(page), after = xmlDOMDocGetRootNode(again);
     report.check('the page says that it is in ' + encoding,
         xmlDOMDocGetProperty(again, dom.Property.ENCODING) === encoding);
     report.check('all links are there', countLinks(after) === countLinks(before));
-    var title = dom.text(dom.select(after, '//h1')[0]);
+    const title = dom.text(dom.select(after, '//h1')[0]);
     report.check('"' + title + '" reads the same, no-break spaces too',
         title === dom.text(dom.select(before, '//h1')[0]));
 }
 
-var page = dom.loadHTML(places.htmlPage, 1);
-var life = LIBXMLLife.new().addInternal(page);
+const page = dom.loadHTML(places.htmlPage, 1);
+const life = LIBXMLLife.new().addInternal(page);
 look(page);
 
 report.section('Saved in two encodings and loaded again');
@@ -61,7 +61,7 @@ saveAndCheck(page, 'UTF-8');
 saveAndCheck(page, 'ISO-8859-1');
 
 report.section('Untidy HTML loads too, and the parser says what it mended');
-var untidy = xmlHTMLDocLoadString(
+const untidy = xmlHTMLDocLoadString(
     '<p>A <b>bold <i>claim</b> at <a href="?a=1&b=2">here</a><tea>!</p></div>', 1);
 print(report.indent(xmlDOMDocGetLastMsg(untidy)) + '\nand makes of it\n' +
       report.indent(xmlDOMNodeDumpNode(xmlDOMDocGetRootNode(untidy), 0)));

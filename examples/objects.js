@@ -1,15 +1,15 @@
 // DOM objects: makes a small MIME database of the image types of the system's one, with a comment
 // in one language, and tells what it found.
 // vtdom objects.js OUTPUT_FOLDER
-var dom = require('dom');
-var places = require('./lib/places');
-var report = require('./lib/report');
+const dom = require('dom');
+const places = require('./lib/places');
+const report = require('./lib/report');
 
-var uri = 'http://www.freedesktop.org/standards/shared-mime-info';
-var language = 'fr';
+const uri = 'http://www.freedesktop.org/standards/shared-mime-info';
+const language = 'fr';
 
-var database = dom.parseFile('/usr/share/mime/packages/freedesktop.org.xml', { keepBlanks: false });
-var small = dom.implementation.createDocument(uri, 'mime-info', null);
+const database = dom.parseFile('/usr/share/mime/packages/freedesktop.org.xml', { keepBlanks: false });
+const small = dom.implementation.createDocument(uri, 'mime-info', null);
 
 /** The comment of a type in one language, else the one without a language. */
 function comment(type) {
@@ -19,21 +19,21 @@ function comment(type) {
 
 /** A type with its comment and its patterns of file names, and nothing else. */
 function shortened(type) {
-    var copy = small.importNode(type, false);
+    const copy = small.importNode(type, false);
     copy.appendChild(small.importNode(comment(type), true));
-    type.selectNodes('m:glob', { m: uri }).forEach(function (glob) {
+    type.selectNodes('m:glob', { m: uri }).forEach(glob => {
         copy.appendChild(small.importNode(glob, true));
     });
     return copy;
 }
 
-var types =
+const types =
     database.selectNodes('/m:mime-info/m:mime-type[starts-with(@type, "image/")]', { m: uri });
-types.forEach(function (type) { small.documentElement.appendChild(shortened(type)); });
+types.forEach(type => { small.documentElement.appendChild(shortened(type)); });
 
 report.section('Image types');
-var rows = small.documentElement.children.map(function (type) {
-    var patterns = type.getElementsByTagName('glob').map(function (glob) {
+const rows = small.documentElement.children.map(type => {
+    const patterns = type.getElementsByTagName('glob').map(glob => {
         return glob.getAttribute('pattern');
     });
     return [type.getAttribute('type'), type.firstElementChild.textContent, patterns.join(' ')];
@@ -41,9 +41,9 @@ var rows = small.documentElement.children.map(function (type) {
 report.table([['type', 'comment', 'patterns']].concat(rows.slice(0, 12)));
 print('  ... ' + rows.length + ' in all');
 
-var path = places.output('images.xml');
+const path = places.output('images.xml');
 small.save(path, { format: true });
-var again = dom.parseFile(path);
+const again = dom.parseFile(path);
 report.section('Written: ' + path);
 print('  ' + again.documentElement.children.length + ' types, ' + readFile(path).length +
       ' characters');

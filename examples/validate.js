@@ -1,9 +1,9 @@
 // Validates documents against the real DocBook DTD, and tells what an empty report means.
 // vtdom validate.js OUTPUT_FOLDER
-var dom = require('./lib/dom');
-var build = require('./lib/build');
-var places = require('./lib/places');
-var report = require('./lib/report');
+const dom = require('./lib/dom');
+const build = require('./lib/build');
+const places = require('./lib/places');
+const report = require('./lib/report');
 
 /**
  * The file in which validation looks for the DTD: a system identifier with a dot and a slash is
@@ -11,12 +11,12 @@ var report = require('./lib/report');
  */
 function dtdPath(doc, systemId) {
     if (/\./.test(systemId) && /\//.test(systemId)) return systemId;
-    var url = xmlDOMDocGetProperty(doc, dom.Property.URL) || '';
+    const url = xmlDOMDocGetProperty(doc, dom.Property.URL) || '';
     return url.substr(0, url.lastIndexOf('/') + 1) + systemId;
 }
 
 function isLoadable(path) {
-    var dtd = xmlDOMDocLoadDoctype('', path);
+    const dtd = xmlDOMDocLoadDoctype('', path);
     if (!dtd) return false;
     xmlDOMNodeFreeNode(dtd);
     return true;
@@ -24,10 +24,10 @@ function isLoadable(path) {
 
 /** The report for the document with a small mistake added, which is taken out again. */
 function reportWithMistake(doc) {
-    var root = xmlDOMDocGetRootNode(doc);
-    var mistake = build.attribute(doc, 'no-such-attribute', '');
+    const root = xmlDOMDocGetRootNode(doc);
+    const mistake = build.attribute(doc, 'no-such-attribute', '');
     xmlDOMElementSetAttributeNode(root, mistake);
-    var text = xmlDOMDocValidateDTD(doc);
+    const text = xmlDOMDocValidateDTD(doc);
     xmlDOMElementRemoveAttributeNode(root, mistake);
     xmlDOMNodeFreeNode(mistake);
     return text;
@@ -38,25 +38,25 @@ function reportWithMistake(doc) {
  * DTD was not found, or the report is longer than 4998 bytes.
  */
 function validate(doc) {
-    var text = xmlDOMDocValidateDTD(doc);
+    const text = xmlDOMDocValidateDTD(doc);
     if (text !== '') return { verdict: 'not valid', report: text };
 
-    var doctype = dom.children(doc).filter(function (node) {
+    const doctype = dom.children(doc).filter(node => {
         return xmlDOMNodeGetType(node) === dom.Type.DOCTYPE;
     })[0];
-    var systemId = doctype && xmlDOMDoctypeGetProperty(doctype, 1);
+    const systemId = doctype && xmlDOMDoctypeGetProperty(doctype, 1);
     if (systemId && !isLoadable(dtdPath(doc, systemId))) {
         return { verdict: 'DTD not found', report: '' };
     }
     // One mistake more makes a short report of none, but leaves one that is too long too long.
-    var valid = reportWithMistake(doc) !== '';
+    const valid = reportWithMistake(doc) !== '';
     return { verdict: valid ? 'valid' : 'not valid, too much to report', report: '' };
 }
 
 /** Gives every paragraph a hundred attributes that the DTD does not know. */
 function breakEverywhere(doc) {
-    for (var i = 0; i < 100; i++) {
-        dom.select(xmlDOMDocGetRootNode(doc), '//para').forEach(function (para) {
+    for (let i = 0; i < 100; i++) {
+        dom.select(xmlDOMDocGetRootNode(doc), '//para').forEach(para => {
             xmlDOMElementSetAttributeNode(para, build.attribute(doc, 'wrong-' + i, ''));
         });
     }
@@ -64,9 +64,9 @@ function breakEverywhere(doc) {
 }
 
 function show(title, doc, expected) {
-    var life = LIBXMLLife.new().addInternal(doc);
+    const life = LIBXMLLife.new().addInternal(doc);
     report.section(title);
-    var result = validate(doc);
+    const result = validate(doc);
     print('  ' + result.verdict);
     // Content models are long: the whole report is in the output folder.
     if (result.report) {

@@ -1,9 +1,9 @@
 // Building parts of documents with fewer words.
-var dom = require('./dom');
+const dom = require('./dom');
 
 /** A new attribute with a value, in no namespace when uri is left out. It is not linked yet. */
 exports.attribute = function (doc, name, value, uri) {
-    var attribute = uri ? xmlDOMDocCreateNodeNS(doc, dom.Type.ATTRIBUTE, name, uri)
+    const attribute = uri ? xmlDOMDocCreateNodeNS(doc, dom.Type.ATTRIBUTE, name, uri)
                         : xmlDOMDocCreateNode(doc, dom.Type.ATTRIBUTE, name);
     exports.append(attribute, [xmlDOMDocCreateNode(doc, dom.Type.TEXT, value)]);
     return attribute;
@@ -14,18 +14,18 @@ exports.attribute = function (doc, name, value, uri) {
  * attributes: values by name. content: handles of nodes, and strings that become text.
  */
 exports.element = function (doc, name, uri, attributes, content) {
-    var element = xmlDOMDocCreateNodeNS(doc, dom.Type.ELEMENT, name, uri);
-    Object.keys(attributes).forEach(function (key) {
+    const element = xmlDOMDocCreateNodeNS(doc, dom.Type.ELEMENT, name, uri);
+    Object.keys(attributes).forEach(key => {
         xmlDOMElementSetAttributeNode(element, exports.attribute(doc, key, attributes[key]));
     });
-    return exports.append(element, content.map(function (item) {
+    return exports.append(element, content.map(item => {
         return typeof item === 'string' ? xmlDOMDocCreateNode(doc, dom.Type.TEXT, item) : item;
     }));
 };
 
 /** Links nodes as the last ones below a parent; the parent. */
 exports.append = function (parent, nodes) {
-    nodes.forEach(function (node) {
+    nodes.forEach(node => {
         if (xmlDOMNodeAddChild(dom.Place.LAST_CHILD, parent, node) === undefined) {
             throw new Error(xmlDOMNodeGetName(node) + ' cannot be in ' + xmlDOMNodeGetName(parent));
         }

@@ -17,7 +17,7 @@ exports.Property = { VERSION: 0, ENCODING: 1, STANDALONE: 2, URL: 3 };
 
 /** The handles in a handle list: "4", then eight hexadecimal digits each. No value: none. */
 exports.handles = function (list) {
-    return ((list || '4').substr(1).match(/.{8}/g) || []).map(function (digits) {
+    return ((list || '4').substr(1).match(/.{8}/g) || []).map(digits => {
         return parseInt(digits, 16);
     });
 };
@@ -29,13 +29,13 @@ exports.select = function (node, xpath) {
 
 /** The value of the first text, attribute, ... that an XPath expression selects; '' without one. */
 exports.value = function (node, xpath) {
-    var found = exports.select(node, xpath);
+    const found = exports.select(node, xpath);
     return found.length > 0 ? xmlDOMNodeGetValue(found[0]) : '';
 };
 
 exports.children = function (node) {
-    var found = [];
-    for (var child = xmlDOMNodeGetRelative(node, exports.Step.FIRST_CHILD); child;
+    const found = [];
+    for (let child = xmlDOMNodeGetRelative(node, exports.Step.FIRST_CHILD); child;
          child = xmlDOMNodeGetRelative(child, exports.Step.NEXT)) {
         found.push(child);
     }
@@ -43,8 +43,8 @@ exports.children = function (node) {
 };
 
 exports.attributes = function (element) {
-    var found = [];
-    for (var attribute = xmlDOMNodeGetFirstAttribute(element); attribute;
+    const found = [];
+    for (let attribute = xmlDOMNodeGetFirstAttribute(element); attribute;
          attribute = xmlDOMNodeGetNextAttribute(element, attribute)) {
         found.push(attribute);
     }
@@ -55,17 +55,17 @@ exports.attributes = function (element) {
 exports.text = function text(element) {
     // The value of a text node goes on through the texts among its later siblings. Backwards, what
     // those have is known and can be cut off.
-    var whole = '', later = '';
-    exports.children(element).reverse().forEach(function (child) {
-        var type = xmlDOMNodeGetType(child);
+    let whole = '', later = '';
+    exports.children(element).reverse().forEach(child => {
+        const type = xmlDOMNodeGetType(child);
         if (type === exports.Type.ELEMENT) {
             whole = text(child) + whole;
         } else if (type === exports.Type.CDATA) {
-            var section = xmlDOMNodeGetValue(child);
+            const section = xmlDOMNodeGetValue(child);
             whole = section + whole;
             later = section + later;
         } else if (type === exports.Type.TEXT) {
-            var rest = xmlDOMNodeGetValue(child);
+            const rest = xmlDOMNodeGetValue(child);
             whole = rest.slice(0, rest.length - later.length) + whole;
             later = rest;
         }
@@ -75,14 +75,14 @@ exports.text = function text(element) {
 
 /** Loads an XML file, or throws the parser's words. keepBlanks 0: no white space between elements. */
 exports.load = function (path, keepBlanks) {
-    var doc = xmlDOMDocLoadXMLFile(path8(path), keepBlanks);
+    const doc = xmlDOMDocLoadXMLFile(path8(path), keepBlanks);
     if (!doc) throw new Error(path + ' does not load:\n' + xmlDOMDocGetLastMsg(0));
     return doc;
 };
 
 /** The same for HTML. */
 exports.loadHTML = function (path, keepBlanks) {
-    var doc = xmlHTMLDocLoadFile(path8(path), keepBlanks);
+    const doc = xmlHTMLDocLoadFile(path8(path), keepBlanks);
     if (!doc) throw new Error(path + ' does not load:\n' + xmlDOMDocGetLastMsg(0));
     return doc;
 };

@@ -6,15 +6,15 @@ exports.section = function (title) {
 
 /** Prints rows of texts and numbers in columns; numbers stand at the right of theirs. */
 exports.table = function (rows) {
-    var widths = [];
-    rows.forEach(function (row) {
-        row.forEach(function (cell, i) {
+    const widths = [];
+    rows.forEach(row => {
+        row.forEach((cell, i) => {
             widths[i] = Math.max(widths[i] || 0, String(cell).length);
         });
     });
-    rows.forEach(function (row) {
-        print(('  ' + row.map(function (cell, i) {
-            var blanks = new Array(widths[i] - String(cell).length + 1).join(' ');
+    rows.forEach(row => {
+        print(('  ' + row.map((cell, i) => {
+            const blanks = new Array(widths[i] - String(cell).length + 1).join(' ');
             return typeof cell === 'number' ? blanks + cell : cell + blanks;
         }).join('  ')).replace(/ +$/, ''));
     });

@@ -84,8 +84,7 @@ struct Watchers {
 /// Lets reports of refused handles name the place in the script, while there is an engine.
 class PlaceOfRefused {
 public:
-    PlaceOfRefused(Watchers& watchers, const script::Engine& engine)
-        : refused_(watchers.refused) {
+    PlaceOfRefused(Watchers& watchers, const script::Engine& engine) : refused_(watchers.refused) {
         if (refused_) refused_->set_engine(&engine);
     }
     ~PlaceOfRefused() {

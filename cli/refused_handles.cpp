@@ -24,9 +24,10 @@ void RefusedHandles::note(void* self, const vt_name* function, const vt_name* pa
     };
     std::ostringstream message;
     const std::string place = refused.engine_ == nullptr ? "" : refused.engine_->caller();
-    message << "vtdom: " << place << (place.empty() ? "" : ": ") << text(*function) << ": " << text(*parameter) << " 0x" << std::hex
-            << std::uppercase << std::setw(8) << std::setfill('0') << handle << " (" << std::dec
-            << handle << ") is no handle of a live object\n";
+    message << "vtdom: " << place << (place.empty() ? "" : ": ") << text(*function) << ": "
+            << text(*parameter) << " 0x" << std::hex << std::uppercase << std::setw(8)
+            << std::setfill('0') << handle << " (" << std::dec << handle
+            << ") is no handle of a live object\n";
     std::cout.flush();
     std::cerr << message.str();
 }

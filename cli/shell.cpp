@@ -22,7 +22,8 @@ struct Command {
     const char* words;
 };
 constexpr std::array<Command, 4> commands = {{
-    {".help", "this; with the name of a function what the reference says of it; .help dom: DOM objects"},
+    {".help",
+     "this; with the name of a function what the reference says of it; .help dom: DOM objects"},
     {".functions", "the functions with their parameters; with a word those that have it"},
     {".owned", "what is to be freed: documents, and nodes that hang nowhere"},
     {".quit", "leaves the shell, as exit, .exit and Ctrl-D do"},
@@ -224,10 +225,9 @@ Shell::Next Shell::command(std::string_view line) {
 
 void Shell::show_help(std::string_view topic) {
     if (topic.empty()) {
-        out_
-            << "Type JavaScript; what it gives is shown, and is in the variable _ then.\n"
-               "Tab completes names, parameters (f({) and files (in strings), the arrows bring\n"
-               "earlier input back, Ctrl-C drops the input or stops what runs.\n\n";
+        out_ << "Type JavaScript; what it gives is shown, and is in the variable _ then.\n"
+                "Tab completes names, parameters (f({) and files (in strings), the arrows bring\n"
+                "earlier input back, Ctrl-C drops the input or stops what runs.\n\n";
         for (const Command& command : commands) {
             out_ << "  " << left_aligned(command.name, 12) << command.words << '\n';
         }
@@ -236,7 +236,8 @@ void Shell::show_help(std::string_view topic) {
     topic = trimmed(topic.substr(0, topic.find('(')));
     if (const Reference::Entry* entry = reference_.find(topic)) {
         out_ << entry->text;
-        if (topic == "dom") out_ << "\nMore of each: .help dom documents, .help dom nodes and so on\n";
+        if (topic == "dom")
+            out_ << "\nMore of each: .help dom documents, .help dom nodes and so on\n";
         return;
     }
     if (const std::string signature = signature_of(topic); !signature.empty()) {

@@ -51,8 +51,7 @@ private:
             case VT_NOT_A_TYPE: return name + " was called on something that is no type";
             case VT_NO_PRIVATE_DATA: return "the object of " + name + " has no private data";
             case VT_BUFFER_TOO_SMALL: return refused("a text parameter", "is not text");
-            case VT_BAD_INTEGER:
-                return refused("an integer parameter", why_no_integer());
+            case VT_BAD_INTEGER: return refused("an integer parameter", why_no_integer());
             case VT_NO_OBJECT_VALUE: return "the object has no value of its own";
             case VT_MALFORMED:
                 return name == "xmlDOMUtilStrReplace" ? "nothing to replace"

@@ -308,7 +308,8 @@ TEST_F(Scripts, modules_of_both_kinds_load_each_other) {
     run("require('./waits2.js')", main);
     EXPECT_THAT(errors, HasSubstr("waits2.js waits outside of its functions: use import"));
     EXPECT_EQ(thrown("require('./none')"), "Error||cannot find module './none'\n");
-    EXPECT_EQ(run("import('./none').catch(e => print(e.message))"), "cannot find module './none'\n");
+    EXPECT_EQ(run("import('./none').catch(e => print(e.message))"),
+              "cannot find module './none'\n");
     // A program that is a link finds what lies beside its target.
     const std::string target = write_file("real/tool.js", "print(require('./help').words);");
     write_file("real/help.js", "exports.words = 'found';");

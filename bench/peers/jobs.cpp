@@ -240,7 +240,8 @@ const std::map<std::string, std::function<std::string()>> jobs = {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 5 || !jobs.contains(argv[1])) return 2;
+    if (argc != 5) return 2;
+    if (!jobs.contains(argv[1])) return 3;
     folder = argv[2];
     output = argv[4];
     std::string answer;

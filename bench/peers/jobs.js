@@ -127,6 +127,7 @@ var jobs = {
     }
 };
 
+if (!jobs[args[0]]) exit(3);
 var job = jobs[args[0]], times = [], answer;
 for (var run = 0; run < Number(args[2]); ++run) {
     var state = job.before && job.before();

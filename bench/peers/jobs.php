@@ -89,6 +89,40 @@ function readTexts(array $texts): string
     return count($texts) . " $found";
 }
 
+function forEachText(DOMDocument $doc, callable $work): void
+{
+    for ($item = $doc->documentElement->firstChild; $item; $item = $item->nextSibling) {
+        for ($part = $item->firstChild; $part; $part = $part->nextSibling) {
+            $work($part->firstChild);
+        }
+    }
+}
+
+function textsRead(DOMDocument $doc): int
+{
+    $length = 0;
+    forEachText($doc, function ($text) use (&$length) { $length += strlen($text->data); });
+    return $length;
+}
+
+function textsSet(DOMDocument $doc): DOMDocument
+{
+    $count = 0;
+    forEachText($doc, function ($text) use (&$count) { $text->data = 'text ' . ++$count; });
+    return $doc;
+}
+
+function reparent(DOMDocument $doc): DOMDocument
+{
+    $root = $doc->documentElement;
+    $other = $doc->createElement('other');
+    while ($item = $root->firstChild) {
+        $other->appendChild($item);
+    }
+    $root->appendChild($other);
+    return $doc;
+}
+
 $children = fn($doc) => $doc->documentElement->childElementCount;
 $catalog = fn() => load("$folder/catalog.xml");
 // What the work needs, the work (which alone is timed), the answer of what the work gives.
@@ -106,6 +140,9 @@ $jobs = [
         null],
     'xslt' => [null, fn() => transform($folder, $output), null],
     'text' => [fn() => texts("$folder/texts.xml"), fn($state) => readTexts($state[1]), null],
+    'texts' => [$catalog, 'textsRead', null],
+    'settexts' => [$catalog, 'textsSet', fn($doc) => $doc->save($output) ? $children($doc) : 'not saved'],
+    'reparent' => [$catalog, 'reparent', $children],
     'replace' => [fn() => file_get_contents("$folder/text.txt"),
         fn($text) => strlen(str_replace('lorem', 'ipsum dolor', $text)), null],
 ];

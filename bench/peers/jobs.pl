@@ -99,6 +99,7 @@ my %jobs = (
     replace => [\&read_file, sub { length($_[0] =~ s/lorem/ipsum dolor/gr) }, \&same],
 );
 
+exit 3 unless $jobs{$name};
 my ($before, $work, $after) = @{$jobs{$name}};
 my ($answer, @times);
 for (1 .. $runs) {

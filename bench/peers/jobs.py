@@ -63,6 +63,32 @@ def read_texts(elements):
     return f"{len(elements)} {sum(element.text[-1] == '.' for element in elements)}"
 
 
+def texts_read(doc):
+    length = 0
+    for item in doc.getroot():
+        for part in item:
+            length += len(part.text)
+    return length
+
+
+def texts_set(doc):
+    count = 0
+    for item in doc.getroot():
+        for part in item:
+            count += 1
+            part.text = f"text {count}"
+    return doc
+
+
+def reparent(doc):
+    root = doc.getroot()
+    other = etree.Element("other")
+    while len(root):
+        other.append(root[0])
+    root.append(other)
+    return doc
+
+
 def read_file(_):
     with open(f"{folder}/text.txt", encoding="utf-8") as file:
         return file.read()
@@ -92,6 +118,9 @@ jobs = {
                  same),
     "xslt": (same, transform, same),
     "text": (lambda _: load("texts.xml").xpath("//t"), read_texts, same),
+    "texts": (catalog, texts_read, same),
+    "settexts": (catalog, texts_set, saved),
+    "reparent": (catalog, reparent, lambda doc: len(doc.getroot())),
     "replace": (read_file, lambda text: len(text.replace("lorem", "ipsum dolor")), same),
 }
 

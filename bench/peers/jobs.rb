@@ -89,6 +89,7 @@ jobs = {
 
 def now = Process.clock_gettime(Process::CLOCK_MONOTONIC)
 
+exit 3 unless jobs.key?(NAME)
 before, work, after = jobs.fetch(NAME)
 answer = nil
 times = RUNS.to_i.times.map do

@@ -45,7 +45,7 @@ std::vector<std::string> module_directories() {
 
 std::string find_reference() {
     for (const std::string& directory : module_directories()) {
-        for (const char* place : {"functions.md", "../docs/functions.md"}) {
+        for (const char* place : {"functions.md", "../../docs/functions.md"}) {
             const fs::path path = (fs::path(directory) / place).lexically_normal();
             std::error_code ignored;
             if (fs::is_regular_file(path, ignored)) return path.string();

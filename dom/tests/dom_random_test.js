@@ -170,7 +170,7 @@ for (var seed = firstSeed; seed < firstSeed + rounds; seed++) {
         }
         same('text', shape(root), shape(read(dom.parseString(doc.toString()).documentElement)));
         doc.save(file);
-        same('file', shape(root), shape(read(dom.parseFile(file).documentElement)));
+        same('file', shape(root), shape(read(dom.parseString(readFile(file)).documentElement)));
     } catch (e) {
         print('seed ' + seed + ', step ' + step + ': ' + (e.stack || e));
         exit(1);

@@ -1,0 +1,98 @@
+// DOM objects for scripts: W3C DOM Level 2 Core, and what people know from newer DOMs, on the
+// functions and LIBXMLLife. const dom = require('dom'); docs/dom.md is the reference.
+'use strict';
+const { DOMException, need, optionsOf } = require('./dom/exception');
+const { CLUSTER } = require('./dom/fields');
+const { Node } = require('./dom/node');
+const data = require('./dom/data');
+const { Element, Attr } = require('./dom/element');
+const doctype = require('./dom/doctype');
+const document = require('./dom/document');
+const { NodeList, HTMLCollection, NamedNodeMap } = require('./dom/lists');
+const { bytePath, readPath, writePath, checkPath } = require('./dom/names');
+const wide = require('./dom/wide');
+const html = require('./dom/html');
+require('./dom/xpath');
+require('./dom/writer');
+
+const known = ['keepBlanks', 'url'];
+
+/** The Document of what `load` gives: {doc, encoding}. Else an Error with the parser's words. */
+function parse(what, text, options, load) {
+    const { keepBlanks = true, url } = optionsOf(options, ...known);
+    xmlDOMDocSetLastMsg(0, '');
+    const loaded = load(keepBlanks === false ? 0 : 1);
+    if (!loaded?.doc) {
+        const message = xmlDOMDocGetLastMsg(0);
+        const reason = message ? `:\n${message}` : text?.trim() === '' ? ': it is empty' : '';
+        throw new Error(`${what} cannot be parsed${reason}`);
+    }
+    if (url !== undefined) xmlDOMDocSetProperty(loaded.doc, 3, String(url));
+    const made = document.documentOf(loaded.doc, text);
+    for (const [handle, data] of loaded.wide ?? []) wide.keep(made[CLUSTER], handle, data);
+    if (loaded.encoding !== undefined) made[document.ENCODING] = loaded.encoding;
+    return made;
+}
+
+/** The text of a program's text or bytes. */
+function textOf(source) {
+    if (typeof need(source, 'the text') === 'string') return source;
+    if (!ArrayBuffer.isView(source) && !(source instanceof ArrayBuffer)) return String(source);
+    const bytes = ArrayBuffer.isView(source)
+        ? new Uint8Array(source.buffer, source.byteOffset, source.byteLength) : new Uint8Array(source);
+    return new TextDecoder(encodingOf(bytes)).decode(bytes);
+}
+
+/** The encoding of XML as its first bytes say. */
+function encodingOf(bytes) {
+    const [first, second] = bytes;
+    if ((first === 0xFE && second === 0xFF) || (first === 0 && second === 0x3C)) return 'utf-16be';
+    if ((first === 0xFF && second === 0xFE) || (first === 0x3C && second === 0)) return 'utf-16le';
+    const head = String.fromCharCode(...bytes.subarray(0, 200));
+    return /^(?:\xEF\xBB\xBF)?<\?xml[^>]*?encoding\s*=\s*["']([^"']*)/.exec(head)?.[1] ?? 'utf-8';
+}
+
+/** Parses an XML file. `keepBlanks` false drops text that is only white space between elements; `url` is where
+    the document says it is. */
+exports.parseFile = function parseFile(path, options) {
+    const file = checkPath(path);
+    return parse(file, undefined, options, keepBlanks => (
+        { doc: xmlDOMDocLoadXMLFile(bytePath(file), keepBlanks) }));
+};
+
+/** Parses XML text, whatever encoding it declares, or the bytes of a file. */
+exports.parseString = function parseString(source, options) {
+    const text = textOf(source);
+    return parse('the text', text, options, keepBlanks => wide.load(text, keepBlanks));
+};
+
+/** Parses an HTML file; libxml2 finds out the encoding and mends what is not right. */
+exports.parseHTMLFile = function parseHTMLFile(path, options) {
+    const file = checkPath(path);
+    return parse(file, undefined, options, keepBlanks => (
+        { doc: xmlHTMLDocLoadFile(bytePath(file), keepBlanks) }));
+};
+
+/** Parses HTML text, whatever encoding it declares. */
+exports.parseHTMLString = function parseHTMLString(source, options) {
+    const text = textOf(source);
+    return parse('the text', undefined, options, keepBlanks => html.load(text, keepBlanks));
+};
+
+/** Applies the stylesheet of one file to another and writes the result to a third; gives the number of bytes
+    written. */
+exports.transform = function transform(xml, xsl, out) {
+    const [from, sheet, to] = [xml, xsl, out].map(checkPath);
+    const written = xmlXSLTransformFile(readPath(from), readPath(sheet), writePath(to));
+    if (written === undefined) throw new Error(`cannot transform ${from} with ${sheet} to ${to}`);
+    return written;
+};
+
+const { Document, DocumentFragment, DOMImplementation, implementation } = document;
+const { CharacterData, Text, CDATASection, Comment, ProcessingInstruction } = data;
+const { DocumentType, Entity, Notation, EntityReference } = doctype;
+Object.assign(exports, {
+    implementation, DOMException, DOMImplementation, Node, NodeList, HTMLCollection, NamedNodeMap, Document,
+    DocumentFragment, DocumentType, Entity, Notation, EntityReference, Element, Attr, CharacterData, Text,
+    CDATASection, Comment, ProcessingInstruction
+});

@@ -160,6 +160,69 @@ test('refusals', function () {
                         'doc.createElementNS("urn:x", "a:b:c")']);
 });
 
+test('refusals that come first', function () {
+    var doc = dom.parseString('<!DOCTYPE a [<!ENTITY e "<i>x</i>"><!NOTATION n SYSTEM "u">' +
+                              '<!NOTATION m SYSTEM "v">]><a x="1">&e;<b/><!--c--></a>');
+    var a = doc.documentElement, fragment = doc.createDocumentFragment();
+    var names = {
+        doc: doc, a: a, fragment: fragment, inner: fragment.appendChild(doc.createElement('f')),
+        comment: doc.appendChild(doc.createComment('c')), dom: dom, folder: folder,
+        type: dom.implementation.createDocumentType('b', null, null), none: undefined
+    };
+    refuses(3, names, ['fragment.appendChild(fragment)', 'inner.appendChild(fragment)',
+                       'fragment.replaceChild(fragment, inner)', 'doc.replaceChild(type, comment)',
+                       'doc.appendChild(a.cloneNode(false))']);
+    refuses(5, names, ['a.appendChild(doc.createComment("x--><evil/>"))', 'comment.data = "a-"',
+                       'comment.appendData("-")', 'doc.createCDATASection("x]]><evil/>")',
+                       'doc.createProcessingInstruction("p", "x?><evil/>")',
+                       'doc.createProcessingInstruction("xml", "x")', 'a.textContent = "\\uFFFF"',
+                       'a.setAttribute("x", "\\u0001")']);
+    refuses(7, names, ['doc.doctype.entities[0].textContent = "x"',
+                       'a.firstChild.appendChild(doc.createElement("x"))',
+                       'doc.replaceChild(comment, doc.doctype)']);
+    refuses(9, names, ['doc.doctype.cloneNode(true)', 'doc.importNode(doc.doctype, true)']);
+    refuses(14, names, ['doc.createElementNS("urn:x", "xmlns:q")',
+                        'doc.createElementNS("http://www.w3.org/2000/xmlns/", "q")',
+                        'doc.createElementNS("urn:x", ":q")', 'doc.createAttributeNS("urn:x", "xmlns")',
+                        'dom.implementation.createDocumentType("a:b:c", null, null)']);
+    ['a.getAttribute()', 'a.setAttribute("x")', 'a.appendChild()', 'a.removeChild()', 'doc.createElement()',
+     'doc.createTextNode()', 'a.selectNodes()', 'doc.save()', 'doc.save("")', 'comment.splitText()',
+     'doc.save(folder + "x.xml", { encodng: "UTF-8" })', 'a.toString({ indent: true })', 'dom.parseString()',
+     'dom.parseFile()', 'dom.parseString("<a/>", { keepBlank: false })', 'new dom.Element()',
+     'doc.encoding = "x\\"?><evil"', 'dom.transform(folder)'
+    ].forEach(function (expression) {
+        var before = String(doc), found;
+        try { new Function('names', 'with (names) ' + expression)(names); } catch (e) { found = e; }
+        equal(found instanceof TypeError ? String(doc) : expression + found, before);
+    });
+    doc.textContent = 'x';
+    doc.doctype.notations[0].textContent = 'x';
+    equal(doc.documentElement, a);
+});
+
+test('lists, names, look-ups, bytes', function () {
+    var doc = dom.parseString('<a xmlns:p="urn:p"> <b xml:id="k" p:h="1"/>' + '<b/>'.repeat(40) + '</a>');
+    var list = doc.getElementsByTagName('b'), count = 0;
+    for (var i = 0; list[i]; i++) count++;
+    equal(count + ' ' + Array.from(list).length + ' ' + Array.from(list.entries()).length, '41 41 41');
+    equal(list[41] === undefined && list.item(41) === null && list[40] === doc.documentElement.lastChild, true);
+    equal(doc.selectNodes('//@p:h').length, 1);
+    equal(doc.getElementById('k'), list[0]);
+    equal(dom.parseHTMLString('<p id=k>x').getElementById('k').textContent, 'x');
+    var name = '\u0FFF\u2C00\uA000', fifth = doc.createElement(name);
+    fifth.setAttribute(name, '1');
+    equal(dom.parseString(fifth.toString()).documentElement.getAttribute(name), '1');
+    equal(dom.parseString(new Uint8Array([60, 97, 62, 195, 169, 60, 47, 97, 62])).documentElement.textContent, 'é');
+    equal(dom.parseString('<a> <b> <c/></b></a>').documentElement.toString({ format: true }),
+          '<a>\n  <b>\n    <c/>\n  </b>\n</a>');
+    equal(JSON.stringify({ node: doc }), '{"node":{}}');
+    equal(failure(function () { dom.parseString(''); }), 'the text cannot be parsed: it is empty');
+    var error;
+    try { doc.removeChild(fifth); } catch (e) { error = e; }
+    equal(error.name + error.code + /dom_test/.test(error.stack) + /modules/.test(error.stack),
+          'NotFoundError8truefalse');
+});
+
 test('defaults of the document type', function () {
     var doc = dom.parseString('<!DOCTYPE a [<!ATTLIST a d CDATA "one" i ID #IMPLIED>]><a i="k"/>');
     var a = doc.documentElement, d = a.getAttributeNode('d');
@@ -212,6 +275,10 @@ test('validation, messages, transformation', function () {
     function validate(xml) { return dom.parseString('<!DOCTYPE a ' + xml).validate(); }
     equal(validate('[<!ELEMENT a EMPTY>]><a/>').valid, true);
     equal(/b/.test(validate('[<!ELEMENT a EMPTY>]><a><b/></a>').report), true);
+    writeFile(folder + 'beside.dtd', '<!ELEMENT a EMPTY>');
+    writeFile(folder + 'beside.xml', '<!DOCTYPE a SYSTEM "./beside.dtd"><a/>');
+    equal(dom.parseFile(folder + 'beside.xml').validate().valid, true);
+    equal(dom.parseString('<!DOCTYPE a SYSTEM "beside.dtd"><a/>', { url: folder + 'x' }).validate().valid, true);
     equal(validate('SYSTEM "' + folder + 'lost.dtd"><a/>').valid, false);
     equal(/lost.xml/.test(failure(function () { dom.parseFile(folder + 'lost.xml'); })), true);
     equal(dom.parseString('<a/>').lastMessage, null);

@@ -9,7 +9,7 @@ var state;
 
 /** A number from 0 up to, not including, `below`. */
 function random(below) {
-    return Math.floor((state = (state * 1103515245 + 12345) % 2147483648) / 65536) % below;
+    return ((state = Math.imul(state, 1103515245) + 12345 & 0x7FFFFFFF) >>> 16) % below;
 }
 function pick(list) { return list[random(list.length)]; }
 
@@ -62,11 +62,11 @@ function change(doc, nodes) {
     switch (Math.max(random(8), 2)) {
         case 2:
             nodes.push(child = create(doc));
-            insert(parent, child, pick(parent.children.concat(null)));
+            insert(parent, child, pick([...parent.children, null]));
             break;
         case 3:
             if (node === nodes[0] || isAbove(node, parent)) break;
-            insert(parent, node, pick(parent.children.concat(null)));
+            insert(parent, node, pick([...parent.children, null]));
             break;
         case 4:
             if (node === nodes[0] || !node.parent || nodes.length < 8) break;

@@ -83,8 +83,8 @@ def texts_set(doc):
 def reparent(doc):
     root = doc.getroot()
     other = etree.Element("other")
-    while len(root):
-        other.append(root[0])
+    for item in list(root):     # len(root) counts its children
+        other.append(item)
     root.append(other)
     return doc
 

@@ -23,6 +23,19 @@ vt_status move_to_heap(vt_host_runtime* runtime, std::uint64_t count, Element** 
     return VT_OK;
 }
 
+/// Copies text that is short and ASCII, as most names are: setting the kernels up costs more than that.
+/// False for other text; then what is in `out` is of no meaning.
+template <typename From, typename To>
+bool copy_short_ascii(const From* text, std::uint32_t count, To* out, std::uint32_t capacity) {
+    constexpr std::uint32_t longest = 16;
+    if (!text || !out || count > longest || count > capacity) return false;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        if (text[i] > 0x7F) return false;
+        out[i] = static_cast<To>(text[i]);
+    }
+    return true;
+}
+
 }  // namespace
 
 vt_status TOVIKUTF8_ToUTF8(const char16_t* text, std::uint32_t count, std::uint8_t* out,
@@ -58,6 +71,11 @@ vt_status TOVIKUTF8_TOVIKToUTF8_New(vt_host_runtime* runtime, const char16_t* te
                                     std::uint32_t count, std::uint8_t** buffer,
                                     std::uint32_t capacity, std::uint32_t* length_out) {
     if (!buffer) return VT_MALFORMED;
+    if (count < capacity && copy_short_ascii(text, count, *buffer, capacity)) {
+        (*buffer)[count] = 0;
+        if (length_out) *length_out = count;
+        return VT_OK;
+    }
     std::uint32_t length = 0;
     vt_status status = TOVIKUTF8_ToUTF8(text, count, *buffer, capacity, &length);
     if (status == VT_BUFFER_TOO_SMALL) {
@@ -73,6 +91,10 @@ vt_status TOVIKUTF8_UTF8ToTOVIK_New(vt_host_runtime* runtime, const std::uint8_t
                                     std::uint32_t length, char16_t** buffer, std::uint32_t capacity,
                                     std::uint32_t* count_out) {
     if (!buffer) return VT_MALFORMED;
+    if (copy_short_ascii(utf8, length, *buffer, capacity)) {
+        if (count_out) *count_out = length;
+        return VT_OK;
+    }
     std::uint32_t count = 0;
     vt_status status = TOVIKUTF8_FromUTF8(utf8, length, *buffer, capacity, &count);
     if (status == VT_BUFFER_TOO_SMALL) {

@@ -9,6 +9,8 @@ namespace valtrosse {
 
 static_assert(sizeof(void*) == sizeof(Handle));
 
+constexpr bool stale_handles_are_known = false;
+
 inline xmlNode* object_of(Handle handle) { return reinterpret_cast<xmlNode*>(handle); }
 
 inline Handle number_of_gone(const void* object) { return reinterpret_cast<Handle>(object); }
@@ -21,6 +23,5 @@ inline vt_status give_handle(const void* object, Handle& handle) {
 inline void end_handle(const void*) {}
 inline void hear_ends_on_this_thread() {}
 inline void hear_ends_on_new_threads() {}
-inline void report_refusal(Handle, const vt_name&) {}
 
 }  // namespace valtrosse

@@ -20,8 +20,8 @@
 //         What scripts are told of an object that may be gone, for which there may be no handle.
 //     void hear_ends_on_this_thread(), void hear_ends_on_new_threads()
 //         Before any work of a call, and when the library is loaded: hears what libxml2 frees.
-//     void report_refusal(Handle, const vt_name& parameter)
-//         Tells a host that wants to hear of it that a number is no handle of a live object.
+//     constexpr bool stale_handles_are_known
+//         Whether object_of() knows a handle that has ended, or never was one.
 #pragma once
 
 #include <cstdint>
@@ -37,15 +37,3 @@ using Handle = std::uint32_t;
 #else
 #include "handles/address.hpp"
 #endif
-
-namespace valtrosse {
-
-/// The object of a handle that was passed for a parameter (an element of the library's own name arrays);
-/// null, after a report, for a number that is no handle of a live object.
-inline xmlNode* passed_object(Handle handle, const vt_name& parameter) {
-    xmlNode* const object = object_of(handle);
-    if (!object) report_refusal(handle, parameter);
-    return object;
-}
-
-}  // namespace valtrosse

@@ -16,10 +16,11 @@
 #include <atomic>
 #include <cstdint>
 
-#include "handles/refusals.hpp"
 #include "valtrosse/host_abi.h"
 
 namespace valtrosse {
+
+constexpr bool stale_handles_are_known = true;
 
 struct Slot {
     /// The object's address with all bits turned over: to a search for leaks, what only a slot knows is

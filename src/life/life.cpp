@@ -3,10 +3,10 @@
 #include <limits>
 
 #include "dom/node/free.hpp"
-#include "handles/handle.hpp"
 #include "plugin/catalogue.hpp"
 #include "plugin/kit.hpp"
 #include "plugin/readers.hpp"
+#include "plugin/refusals.hpp"
 
 using namespace valtrosse;
 

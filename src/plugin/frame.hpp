@@ -28,6 +28,7 @@
 #include "plugin/catalogue.hpp"
 #include "plugin/host_api.hpp"
 #include "plugin/readers.hpp"
+#include "plugin/refusals.hpp"
 
 namespace valtrosse {
 

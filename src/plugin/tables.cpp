@@ -1,7 +1,7 @@
 // Derives the tables of the public face from the catalogue, at compile time.
 #include "plugin/tables.hpp"
 
-#include "life/life.hpp"
+#include "plugin/object_type.hpp"
 
 namespace valtrosse {
 
@@ -126,7 +126,7 @@ constinit const std::array<vt_method_record, 3> funcsforLIBXMLLife = {{
 constinit const std::array<vt_type_record, 1> intrinsictypes = {{{
     .name = type_name_index(u"LIBXMLLife"),
     .host_words_1 = {0, 0, 1},
-    .private_size = sizeof(valtrosse::LifeData),
+    .private_size = valtrosse::life_data_size,
     .init = TOVIK_PrivateInitLIBXMLLifeObj,
     .term = TOVIK_PrivateTermLIBXMLLifeObj,
     .host_word_7 = 0,

@@ -1,8 +1,7 @@
-#include "handles/refusals.hpp"
+#include "plugin/refusals.hpp"
 
 #include <algorithm>
 
-#include "handles/handle.hpp"
 #include "lock.hpp"
 #include "plugin/tables.hpp"
 
@@ -32,7 +31,7 @@ const vt_name& function_of(const vt_name& parameter) {
 
 }  // namespace
 
-void report_refusal(std::uint32_t handle, const vt_name& parameter) {
+void report_refusal(Handle handle, const vt_name& parameter) {
     Listener present;
     {
         const SharedStateLock lock;

@@ -36,7 +36,6 @@ public:
 
 private:
     void give(Handle tree, const script::ObservedCall& call);
-    void free_tree(Handle tree);
     void hold(const vt_object* object, Handle tree);
     bool is_within(Handle node, Handle tree);
     std::vector<const vt_object*> holders_within(Handle tree);

@@ -35,6 +35,9 @@ private:
 };
 
 constexpr std::size_t frame_buffer_size = 200;
+/// For values of attributes, properties and identifiers, and for dumps. A host sees an allocation for each
+/// text that is longer.
+constexpr std::size_t value_frame_size = 100;
 
 /// A string argument as terminated UTF-8.
 class Utf8 {

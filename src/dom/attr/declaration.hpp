@@ -20,12 +20,11 @@ inline bool is_declared_id(xmlDtd* dtd, const xmlChar* element_name, const xmlAt
 /// The value of what xmlHasProp or xmlHasNsProp found: an attribute's own or, for a declaration, the
 /// default. No value for null.
 inline Result attribute_or_default_value(Call& call, const xmlAttr* found) {
-    constexpr std::size_t frame_units = 100;
     if (!found) return no_value;
     if (found->type == XML_ATTRIBUTE_DECL)
-        return utf8_value<frame_units>(call,
-                                       reinterpret_cast<const xmlAttribute*>(found)->defaultValue);
-    return utf8_value<frame_units>(call, attribute_value(found).get());
+        return utf8_value<value_frame_size>(
+            call, reinterpret_cast<const xmlAttribute*>(found)->defaultValue);
+    return utf8_value<value_frame_size>(call, attribute_value(found).get());
 }
 
 }  // namespace valtrosse

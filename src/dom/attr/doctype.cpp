@@ -11,12 +11,11 @@ enum Property : std::uint32_t { public_id, system_id, name };
 /// Property 0 the public, 1 the system identifier of a DTD. No value where it has none, for other codes
 /// (its name is what xmlDOMNodeGetName gives) and for another node.
 Result get(Call& call, xmlNode* node, std::uint32_t property) {
-    constexpr std::size_t frame_units = 100;
     if (node->type != XML_DTD_NODE) return no_value;
     const auto* const dtd = reinterpret_cast<const xmlDtd*>(node);
     switch (property) {
-        case public_id: return utf8_value<frame_units>(call, dtd->ExternalID);
-        case system_id: return utf8_value<frame_units>(call, dtd->SystemID);
+        case public_id: return utf8_value<value_frame_size>(call, dtd->ExternalID);
+        case system_id: return utf8_value<value_frame_size>(call, dtd->SystemID);
         default: return no_value;
     }
 }

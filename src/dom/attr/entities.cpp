@@ -89,20 +89,19 @@ Result notations(Call& call, xmlNode* node) {
     return result;
 }
 
-constexpr std::size_t frame_units = 100;
-
 /// Property 0 the public, 1 the system identifier of an entity declaration, 2 the notation of an
 /// unparsed entity. No value where it has none, for other codes and other nodes.
 Result entity_property(Call& call, xmlNode* node, std::uint32_t property) {
     if (node->type != XML_ENTITY_DECL) return no_value;
     const auto* const entity = reinterpret_cast<const xmlEntity*>(node);
     switch (property) {
-        case 0: return utf8_value<frame_units>(call, entity->ExternalID);
-        case 1: return utf8_value<frame_units>(call, entity->SystemID);
+        case 0: return utf8_value<value_frame_size>(call, entity->ExternalID);
+        case 1: return utf8_value<value_frame_size>(call, entity->SystemID);
         case 2: {
             const bool unparsed = entity->etype == XML_EXTERNAL_GENERAL_UNPARSED_ENTITY;
             if (!unparsed || !entity->content) return no_value;
-            return utf8_value<frame_units>(call, entity->orig ? entity->orig : entity->content);
+            return utf8_value<value_frame_size>(call,
+                                                entity->orig ? entity->orig : entity->content);
         }
         default: return no_value;
     }
@@ -113,8 +112,8 @@ Result notation_property(Call& call, xmlNode* node, std::uint32_t property) {
     if (node->type != XML_NOTATION_NODE) return no_value;
     const auto* const record = reinterpret_cast<const xmlEntity*>(node);
     switch (property) {
-        case 0: return utf8_value<frame_units>(call, record->ExternalID);
-        case 1: return utf8_value<frame_units>(call, record->SystemID);
+        case 0: return utf8_value<value_frame_size>(call, record->ExternalID);
+        case 1: return utf8_value<value_frame_size>(call, record->SystemID);
         default: return no_value;
     }
 }

@@ -26,12 +26,11 @@ const xmlChar* standalone_text(const xmlDoc* doc) {
 /// Property 0 version, 1 encoding, 2 standalone ("0" or "1"), 3 URL of a document. No value where it
 /// has none, for other codes and for a node that is no document.
 Result get(Call& call, xmlNode* node, std::uint32_t property) {
-    constexpr std::size_t frame_units = 100;
     if (!is_document(node)) return no_value;
     auto* const doc = reinterpret_cast<xmlDoc*>(node);
-    if (property == standalone) return utf8_value<frame_units>(call, standalone_text(doc));
+    if (property == standalone) return utf8_value<value_frame_size>(call, standalone_text(doc));
     const xmlChar** const field = text_field(doc, property);
-    return field ? utf8_value<frame_units>(call, *field) : no_value;
+    return field ? utf8_value<value_frame_size>(call, *field) : no_value;
 }
 
 /// Sets a property; gives 0. Standalone is "1" or, with any other text, "0".

@@ -9,7 +9,6 @@ namespace {
 /// The XML text of `node` and its subtree; with `format` 1 indented. No value for another format
 /// and without a buffer.
 Result dump(Call& call, xmlNode* node, std::uint32_t format) {
-    constexpr std::size_t frame_units = 100;
     if (format > 1) return no_value;
     // Unlike an xmlBuffer, it tells a text that was cut off for want of memory.
     const XmlOwned<xmlOutputBuffer> buffer(xmlAllocOutputBuffer(nullptr));
@@ -19,7 +18,7 @@ Result dump(Call& call, xmlNode* node, std::uint32_t format) {
                       nullptr);
     const xmlChar* const text = xmlOutputBufferGetContent(buffer.get());
     if (!text) return failure(VT_OUT_OF_MEMORY);
-    return utf8_value<frame_units>(call, text, xmlOutputBufferGetSize(buffer.get()));
+    return utf8_value<value_frame_size>(call, text, xmlOutputBufferGetSize(buffer.get()));
 }
 
 }  // namespace

@@ -94,7 +94,7 @@ Job moving(const Functions& functions) {
             to = 1 - to;
         }
         // Home again, so that both documents own what they hold when they are freed.
-        for (const Handle node : nodes) call(functions.add_child, {0, roots[0], node});
+        for (const Handle node : moved) call(functions.add_child, {0, homes[0], node});
         for (const Handle doc : docs) call(library().free_doc, {doc});
     };
 }

@@ -82,12 +82,19 @@ void read(Runtime& runtime, const JS::CallArgs& args) {
 
 void write(Runtime& runtime, const JS::CallArgs& args) {
     const std::string path = path_argument(runtime, args, 0, "the path for writeFile");
+    const auto put = [&](std::string_view content) {
+        if (path == "-") {
+            *runtime.options.out << content << std::flush;
+        } else {
+            write_file(path, content);
+        }
+    };
     if (args.get(1).isObject()) {
-        write_file(path, bytes_argument(args, 1, "the content for writeFile"));
+        put(bytes_argument(args, 1, "the content for writeFile"));
     } else {
         const JS::RootedString text(runtime.cx,
                                     text_argument(args, 1, "the content for writeFile"));
-        write_file(path, to_utf8(runtime.cx, text));
+        put(to_utf8(runtime.cx, text));
     }
     args.rval().setUndefined();
 }

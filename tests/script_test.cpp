@@ -165,8 +165,10 @@ TEST_F(Scripts, refuse_paths_that_would_lose_characters) {
         print(readFile(path).length === readFile(path, 'binary').length);
         writeFile(path, 'x\ud83d\ude00');
         print(readFile(path).length);
+        writeFile('-', 'a');
+        writeFile('-', new Uint8Array([98, 10]));
     )js"),
-              "true 0\ntrue\n3\n");
+              "true 0\ntrue\n3\nab\n");
     // A name that is no UTF-8 opens its file.
     const std::string file = write_file("\xFF\x80 \xC3\xA9.xml", "<a/>");
     start({file}, 0);

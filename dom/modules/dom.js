@@ -12,6 +12,7 @@ const { NodeList, HTMLCollection, NamedNodeMap } = require('./dom/lists');
 const { bytePath, readPath, writePath, checkPath } = require('./dom/names');
 const wide = require('./dom/wide');
 const html = require('./dom/html');
+require('./dom/relations');
 require('./dom/xpath');
 require('./dom/writer');
 

@@ -2,7 +2,7 @@
 'use strict';
 const { CLUSTER, HANDLE, TYPE, DATA } = require('./fields');
 const {
-    Node, NonDocumentTypeChildNode, enter, mix, checkWritable
+    Node, ChildNode, NonDocumentTypeChildNode, enter, mix, checkWritable
 } = require('./node');
 const { checkText, isWide, escape, unescape } = require('./names');
 const { refuse, need } = require('./exception');
@@ -87,7 +87,7 @@ class Data extends Node {
     hasChildNodes() { return false; }
     normalize() {}
 }
-mix(Data, NonDocumentTypeChildNode);
+mix(Data, ChildNode, NonDocumentTypeChildNode);
 
 /** What text, CDATA sections and comments have in common. */
 class CharacterData extends Data {

@@ -3,7 +3,7 @@
 const {
     CLUSTER, HANDLE, TYPE, PARENT, LIFE, NAME, CONTAINER, ATTACH
 } = require('./fields');
-const { Node, enter } = require('./node');
+const { Node, ChildNode, enter, mix } = require('./node');
 const { NodeList, NamedNodeMap } = require('./lists');
 const names = require('./names');
 const { refuse } = require('./exception');
@@ -192,6 +192,8 @@ function imported(original, cluster, deep) {
 /** A reference to a general entity; its children are the entity's. */
 class EntityReference extends WithContents {}
 
+mix(EntityReference, ChildNode);
+mix(DocumentType, ChildNode);
 enter(5, EntityReference);
 enter(6, Entity);
 enter(10, DocumentType);

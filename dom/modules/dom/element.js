@@ -4,7 +4,7 @@ const {
     CLUSTER, HANDLE, TYPE, PARENT, NAME, URI, LIFE, DECLARED, BOUND, SET, BY_DEFAULT, CONTAINER, DECLARATION
 } = require('./fields');
 const {
-    Node, ParentNode, NonDocumentTypeChildNode, enter, mix, listOf, checkWritable, take, clear, copied
+    Node, ParentNode, ChildNode, NonDocumentTypeChildNode, enter, mix, listOf, checkWritable, take, clear, copied
 } = require('./node');
 const { HTMLCollection, NamedNodeMap } = require('./lists');
 const data = require('./data');
@@ -327,7 +327,7 @@ class Element extends Named {
         return attribute;
     }
 }
-mix(Element, ParentNode, NonDocumentTypeChildNode);
+mix(Element, ParentNode, ChildNode, NonDocumentTypeChildNode);
 enter(1, Element);
 enter(2, Attr);
 

@@ -80,7 +80,7 @@ class Node {
         checkInsertion(this, newChild);
         if (refChild && !isChild(this, refChild))
             refuse('NotFoundError', 'the reference node is no child of this node');
-        checkRoom(this, newChild, null);
+        checkRoom(this, [newChild], []);
         insert(this, newChild, refChild === newChild ? newChild.nextSibling : refChild);
         return newChild;
     }
@@ -92,7 +92,7 @@ class Node {
         if (!isChild(this, need(oldChild, 'the node to replace')))
             refuse('NotFoundError', 'the node to replace is no child of this node');
         if (oldChild[TYPE] === 10) stays();
-        checkRoom(this, newChild, oldChild);
+        checkRoom(this, [newChild], [oldChild]);
         if (newChild === oldChild) return oldChild;
         let next = oldChild.nextSibling;
         if (next === newChild) next = newChild.nextSibling;
@@ -195,7 +195,7 @@ function mix(Type, ...others) {
     }
 }
 
-/** The first child of a node that is an element, and its relatives; of documents, fragments and elements. */
+/** What documents, fragments and elements have beyond nodes. */
 class ParentNode {
     /** The children that are elements, a live list. */
     get children() {
@@ -205,6 +205,37 @@ class ParentNode {
     get firstElementChild() { return elementFrom(this.firstChild, 'nextSibling'); }
     get lastElementChild() { return elementFrom(this.lastChild, 'previousSibling'); }
     get childElementCount() { return this.children.length; }
+    /** Places nodes and texts at the end. */
+    append(...nodes) { placeAll(this, nodes, () => null); }
+    /** Places nodes and texts at the beginning. */
+    prepend(...nodes) { placeAll(this, nodes, isGiven => skip(this.firstChild, 'nextSibling', isGiven)); }
+    /** Places nodes and texts instead of all children. */
+    replaceChildren(...nodes) { placeAll(this, nodes, () => null, this.childNodes.toArray()); }
+}
+
+/** What can be among the children of a node: elements, character data, processing instructions, document
+    types. */
+class ChildNode {
+    /** Places nodes and texts before this one; nothing happens without a parent. */
+    before(...nodes) {
+        const parent = this.parentNode;
+        if (parent) placeAll(parent, nodes, isGiven => skip(this, 'nextSibling', isGiven));
+    }
+    /** Places nodes and texts behind this one. */
+    after(...nodes) {
+        const parent = this.parentNode;
+        if (parent) placeAll(parent, nodes, isGiven => skip(this.nextSibling, 'nextSibling', isGiven));
+    }
+    /** Places nodes and texts instead of this one. */
+    replaceWith(...nodes) {
+        const parent = this.parentNode;
+        if (parent)
+            placeAll(parent, nodes, isGiven => skip(this.nextSibling, 'nextSibling', isGiven), [this]);
+    }
+    /** Takes this node out. */
+    remove() {
+        this.parentNode?.removeChild(this);
+    }
 }
 
 /** The next and previous sibling that is an element; of elements and character data. */
@@ -215,6 +246,12 @@ class NonDocumentTypeChildNode {
 
 function elementFrom(node, step) {
     while (node && node[TYPE] !== 1) node = node[step];
+    return node;
+}
+
+/** The first of a node and those behind it that is not given to a method. */
+function skip(node, step, isGiven) {
+    while (node && isGiven(node)) node = node[step];
     return node;
 }
 
@@ -292,10 +329,10 @@ function checkKind(kinds, child) {
 }
 
 /** Refuses a second element or document type in a document, counting what is to be replaced as gone. */
-function checkRoom(parent, child, replaced) {
+function checkRoom(parent, placed, gone) {
     if (parent[TYPE] !== 9) return;
-    const later = child[TYPE] === 11 ? child.childNodes.toArray() : [child];
-    const all = parent.childNodes.toArray().filter(node => node !== child && node !== replaced)
+    const later = placed.flatMap(child => child[TYPE] === 11 ? child.childNodes.toArray() : [child]);
+    const all = parent.childNodes.toArray().filter(node => !placed.includes(node) && !gone.includes(node))
         .concat(later);
     for (const type of [1, 10])
         if (later.some(node => node[TYPE] === type) && all.filter(node => node[TYPE] === type).length > 1)
@@ -305,6 +342,25 @@ function checkRoom(parent, child, replaced) {
 function isChild(parent, child) { return child instanceof Node && child.parentNode === parent; }
 
 // ---- Changes ------------------------------------------------------------------------------------
+
+/** Places nodes, and texts as nodes, where a child that none of them is comes next (null: at the end), in the
+    place of children that go. Refuses before anything changes. */
+function placeAll(parent, given, findNext, gone = []) {
+    const nodes = given.map(item => item instanceof Node ? item : checkText(item));
+    const kinds = allowed[parent[TYPE]] ?? [];
+    checkWritable(parent);
+    for (const node of nodes) {
+        if (node instanceof Node) checkInsertion(parent, node);
+        else if (!kinds.includes(3)) refuse('HierarchyRequestError', 'a text cannot be placed here');
+        if (node[TYPE] === 10 && node.parentNode) stays();
+    }
+    if (gone.some(node => node[TYPE] === 10 && !nodes.includes(node))) stays();
+    checkRoom(parent, nodes.filter(node => node instanceof Node), gone);
+    const next = findNext(node => nodes.includes(node));
+    for (const node of gone) if (!nodes.includes(node)) take(node);
+    for (const node of nodes)
+        insert(parent, node instanceof Node ? node : parent[CLUSTER].document.createTextNode(node), next);
+}
 
 function stays() {
     refuse('NoModificationAllowedError', 'a document type stays in its document');
@@ -365,6 +421,6 @@ function hasFeature(feature, version) {
 }
 
 Object.assign(exports, {
-    Node, ParentNode, NonDocumentTypeChildNode, enter, mix, listOf, checkWritable, take, clear, copied,
+    Node, ParentNode, ChildNode, NonDocumentTypeChildNode, enter, mix, listOf, checkWritable, take, clear, copied,
     hasFeature
 });

@@ -13,6 +13,7 @@ const { bytePath, readPath, writePath, checkPath } = require('./dom/names');
 const wide = require('./dom/wide');
 const html = require('./dom/html');
 require('./dom/relations');
+const { DOMTokenList } = require('./dom/classes');
 require('./dom/xpath');
 require('./dom/writer');
 
@@ -93,7 +94,7 @@ const { Document, DocumentFragment, DOMImplementation, implementation } = docume
 const { CharacterData, Text, CDATASection, Comment, ProcessingInstruction } = data;
 const { DocumentType, Entity, Notation, EntityReference } = doctype;
 Object.assign(exports, {
-    implementation, DOMException, DOMImplementation, Node, NodeList, HTMLCollection, NamedNodeMap, Document,
+    implementation, DOMException, DOMImplementation, Node, NodeList, HTMLCollection, NamedNodeMap, DOMTokenList, Document,
     DocumentFragment, DocumentType, Entity, Notation, EntityReference, Element, Attr, CharacterData, Text,
     CDATASection, Comment, ProcessingInstruction
 });

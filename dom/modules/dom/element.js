@@ -511,5 +511,5 @@ function walk(parent, matches, found) {
 }
 
 Object.assign(exports, {
-    Element, Attr, createAttribute, createAttributeNS, descendants, descendantsNS, own, hasPlainAttributes
+    Element, Attr, createAttribute, createAttributeNS, descendants, descendantsNS, collect, own, hasPlainAttributes
 });

@@ -195,6 +195,12 @@ function mix(Type, ...others) {
     }
 }
 
+/** Gives classes further members. */
+function extend(Types, members) {
+    const descriptors = Object.getOwnPropertyDescriptors(members);
+    for (const Type of Types) Object.defineProperties(Type.prototype, descriptors);
+}
+
 /** What documents, fragments and elements have beyond nodes. */
 class ParentNode {
     /** The children that are elements, a live list. */
@@ -421,6 +427,6 @@ function hasFeature(feature, version) {
 }
 
 Object.assign(exports, {
-    Node, ParentNode, ChildNode, NonDocumentTypeChildNode, enter, mix, listOf, checkWritable, take, clear, copied,
+    Node, ParentNode, ChildNode, NonDocumentTypeChildNode, enter, mix, extend, listOf, checkWritable, take, clear, copied,
     hasFeature
 });

@@ -1,7 +1,7 @@
 // How nodes stand to each other: up the tree, equality, order, namespaces in scope, addresses.
 'use strict';
 const { CLUSTER, TYPE, SET } = require('./fields');
-const { Node } = require('./node');
+const { Node, extend } = require('./node');
 const { Text } = require('./data');
 const { XML, XMLNS } = require('./names');
 const namespaces = require('./namespaces');
@@ -144,7 +144,7 @@ function resolve(base, reference) {
     return start + steps.join('/') + query;
 }
 
-Object.defineProperties(Node.prototype, Object.getOwnPropertyDescriptors({
+extend([Node], {
     /** The parent, if that is an element; else null. */
     get parentElement() {
         const parent = this.parentNode;
@@ -184,7 +184,7 @@ Object.defineProperties(Node.prototype, Object.getOwnPropertyDescriptors({
             .map(element => element.getAttributeNS(XML, 'base')).filter(base => base !== null);
         return bases.reduce(resolve, (this.ownerDocument ?? this).url);
     }
-}));
+});
 Object.entries({
     DISCONNECTED, PRECEDING, FOLLOWING, CONTAINS, CONTAINED_BY, IMPLEMENTATION_SPECIFIC: ARBITRARY
 }).forEach(([name, value]) => {
@@ -192,14 +192,13 @@ Object.entries({
         Object.defineProperty(target, `DOCUMENT_POSITION_${name}`, { value, enumerable: true });
 });
 
-Object.defineProperty(Text.prototype, 'wholeText', {
+extend([Text], {
     /** The text of this node with that of the texts and CDATA sections right beside it. */
-    get() {
+    get wholeText() {
         const isText = node => node && (node[TYPE] === 3 || node[TYPE] === 4);
         let first = this, whole = '';
         for (let before; isText(before = first.previousSibling);) first = before;
         for (let text = first; isText(text); text = text.nextSibling) whole += text.data;
         return whole;
-    },
-    configurable: true
+    }
 });

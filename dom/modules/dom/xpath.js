@@ -1,7 +1,7 @@
 // Nodes by XPath 1.0.
 'use strict';
 const { CLUSTER, HANDLE, TYPE, PARENT, CONTAINER } = require('./fields');
-const { Node } = require('./node');
+const { Node, extend } = require('./node');
 const { handles, literal, isWide } = require('./names');
 const { refuse, need } = require('./exception');
 const namespaces = require('./namespaces');
@@ -74,11 +74,11 @@ function isWithin(top, node) {
     return node !== null;
 }
 
-Object.defineProperties(Node.prototype, Object.getOwnPropertyDescriptors({
+extend([Node], {
     /** The nodes that an XPath 1.0 expression selects from here, an array in document order. */
     selectNodes(xpath, uris) { return select(this, xpath, uris); },
     /** The first node that an XPath expression selects; null for none. */
     selectSingleNode(xpath, uris) { return select(this, xpath, uris)[0] ?? null; }
-}));
+});
 
 Object.assign(exports, { select, withUris, resolver });

@@ -14,6 +14,7 @@ const wide = require('./dom/wide');
 const html = require('./dom/html');
 require('./dom/relations');
 const { DOMTokenList } = require('./dom/classes');
+require('./dom/selectors');
 require('./dom/xpath');
 require('./dom/writer');
 

@@ -4,14 +4,13 @@ const {
     CLUSTER, HANDLE, TYPE, PARENT, LIFE, NAME, CONTAINER, ATTACH
 } = require('./fields');
 const { Node, ChildNode, enter, mix } = require('./node');
-const { NodeList, NamedNodeMap } = require('./lists');
+const { still, NodeList, NamedNodeMap } = require('./lists');
 const names = require('./names');
 const { refuse } = require('./exception');
 const wide = require('./wide');
 
 const UP = 0, NEXT = 1, FIRST = 3;
 const MAPS = Symbol('maps'), CONTENTS = Symbol('contents');
-const still = { version: 0 };       // what never changes
 
 const defaultDeclaration =
     /<!ATTLIST\s+(\S+)\s+(\S+)\s+(?:[A-Z]+(?:\s*\([^)]*\))?|\([^)]*\))\s+(?:#FIXED\s+)?("[^"]*"|'[^']*')/g;

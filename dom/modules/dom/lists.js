@@ -64,6 +64,11 @@ function foundOf(list) {
 /** A list of nodes. */
 class NodeList extends List {}
 
+const still = { version: 0 };       // what never changes
+
+/** A list of these nodes, which stays as it is. */
+const stillList = nodes => new NodeList(still, () => nodes);
+
 /** A list of elements. */
 class HTMLCollection extends List {
     constructor(cluster, collect) { super(cluster, collect, 1); }
@@ -114,4 +119,4 @@ function take(map, node, name) {
     return node;
 }
 
-Object.assign(exports, { NodeList, HTMLCollection, NamedNodeMap });
+Object.assign(exports, { still, stillList, NodeList, HTMLCollection, NamedNodeMap });

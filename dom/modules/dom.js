@@ -14,6 +14,8 @@ const wide = require('./dom/wide');
 const html = require('./dom/html');
 require('./dom/relations');
 const { DOMTokenList } = require('./dom/classes');
+const { ParseError, failed } = require('./dom/failure');
+require('./dom/markup');
 require('./dom/selectors');
 require('./dom/xpath');
 require('./dom/writer');
@@ -26,9 +28,10 @@ function parse(what, text, options, load) {
     xmlDOMDocSetLastMsg(0, '');
     const loaded = load(keepBlanks === false ? 0 : 1);
     if (!loaded?.doc) {
-        const message = xmlDOMDocGetLastMsg(0);
-        const reason = message ? `:\n${message}` : text?.trim() === '' ? ': it is empty' : '';
-        throw new Error(`${what} cannot be parsed${reason}`);
+        throw failed(what, {
+            text, url: url ?? (what === 'the text' ? undefined : what),
+            reason: text?.trim() === '' ? ': it is empty' : ''
+        });
     }
     if (url !== undefined) xmlDOMDocSetProperty(loaded.doc, 3, String(url));
     const made = document.documentOf(loaded.doc, text);
@@ -95,7 +98,7 @@ const { Document, DocumentFragment, DOMImplementation, implementation } = docume
 const { CharacterData, Text, CDATASection, Comment, ProcessingInstruction } = data;
 const { DocumentType, Entity, Notation, EntityReference } = doctype;
 Object.assign(exports, {
-    implementation, DOMException, DOMImplementation, Node, NodeList, HTMLCollection, NamedNodeMap, DOMTokenList, Document,
+    implementation, DOMException, ParseError, DOMImplementation, Node, NodeList, HTMLCollection, NamedNodeMap, DOMTokenList, Document,
     DocumentFragment, DocumentType, Entity, Notation, EntityReference, Element, Attr, CharacterData, Text,
     CDATASection, Comment, ProcessingInstruction
 });

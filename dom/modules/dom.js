@@ -17,7 +17,7 @@ const { DOMTokenList } = require('./dom/classes');
 const { ParseError, failed } = require('./dom/failure');
 require('./dom/markup');
 require('./dom/selectors');
-require('./dom/xpath');
+const { XPathResult, XPathEvaluator, XPathExpression } = require('./dom/evaluate');
 require('./dom/writer');
 
 const known = ['keepBlanks', 'url'];
@@ -100,5 +100,5 @@ const { DocumentType, Entity, Notation, EntityReference } = doctype;
 Object.assign(exports, {
     implementation, DOMException, ParseError, DOMImplementation, Node, NodeList, HTMLCollection, NamedNodeMap, DOMTokenList, Document,
     DocumentFragment, DocumentType, Entity, Notation, EntityReference, Element, Attr, CharacterData, Text,
-    CDATASection, Comment, ProcessingInstruction
+    CDATASection, Comment, ProcessingInstruction, XPathResult, XPathEvaluator, XPathExpression
 });

@@ -5,6 +5,7 @@ const { Node, extend } = require('./node');
 const { handles, literal, isWide } = require('./names');
 const { refuse, need } = require('./exception');
 const namespaces = require('./namespaces');
+const { read } = require('./xpath_syntax');
 
 const nameStart = 'A-Za-z_\\u0080-\\uFFFF', ncName = `[${nameStart}][${nameStart}\\w.\\-]*`;
 const tokens = new RegExp(`"[^"]*"|'[^']*'|(@|attribute\\s*::\\s*)?(${ncName}):(\\*|${ncName})(?!\\s*\\()`, 'g');
@@ -43,7 +44,12 @@ function select(node, expression, uris) {
     const source = String(need(expression, 'the XPath expression'));
     if (isWide(source))
         refuse('SyntaxError', 'an XPath expression can have no character above U+FFFF here');
-    const xpath = withUris(source, resolver(node, uris));
+    const { tree, prefixes } = read(source), meaning = resolver(node, uris);
+    if (tree.type !== 'set') refuse('SyntaxError', `the XPath expression selects no nodes: ${source}`);
+    for (const prefix of prefixes)
+        if (prefix !== 'xml' && (meaning(prefix) ?? null) === null)
+            refuse('NamespaceError', `the prefix ${prefix} has no namespace in ${source}`);
+    const xpath = withUris(source, meaning);
     const cluster = node[CLUSTER];
     let top = node;
     while (top[PARENT] !== null && top.parentNode) top = top.parentNode;
@@ -57,8 +63,7 @@ function select(node, expression, uris) {
         if (isDetached) cluster.detach(top[HANDLE]);
     }
     if (list === undefined) {
-        refuse('SyntaxError', 'the XPath expression is wrong, has an unknown prefix or selects no nodes: ' +
-            source);
+        refuse('SyntaxError', `libxml2 cannot evaluate ${source}`);
     }
     const found = [];
     for (const handle of handles(list)) {

@@ -39,6 +39,12 @@ function resolver(node, uris) {
     };
 }
 
+/** An empty list, if an expression selects nothing. The function gives no value for an expression that fails, but
+    for some empty sets as well, such as that of (none)/.. */
+function emptyList(handle, xpath) {
+    return xmlDOMNodeSelectNodes(handle, `self::node()[not(${xpath})]`)?.length > 1 ? '' : undefined;
+}
+
 /** The nodes that an expression selects, in document order. */
 function select(node, expression, uris) {
     const source = String(need(expression, 'the XPath expression'));
@@ -58,13 +64,11 @@ function select(node, expression, uris) {
     if (isDetached) xmlDOMNodeUnlinkNode(top[HANDLE]);
     let list;
     try {
-        list = xmlDOMNodeSelectNodes(node[CONTAINER](), xpath);
+        list = xmlDOMNodeSelectNodes(node[CONTAINER](), xpath) ?? emptyList(node[CONTAINER](), xpath);
     } finally {
         if (isDetached) cluster.detach(top[HANDLE]);
     }
-    if (list === undefined) {
-        refuse('SyntaxError', `libxml2 cannot evaluate ${source}`);
-    }
+    if (list === undefined) refuse('SyntaxError', `libxml2 cannot evaluate ${source}`);
     const found = [];
     for (const handle of handles(list)) {
         const selected = cluster.node(handle);

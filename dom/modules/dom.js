@@ -17,6 +17,7 @@ const { DOMTokenList } = require('./dom/classes');
 const { ParseError, failed } = require('./dom/failure');
 require('./dom/markup');
 require('./dom/selectors');
+const { NodeFilter, NodeIterator, TreeWalker } = require('./dom/traversal');
 const { XPathResult, XPathEvaluator, XPathExpression } = require('./dom/evaluate');
 require('./dom/writer');
 
@@ -100,5 +101,6 @@ const { DocumentType, Entity, Notation, EntityReference } = doctype;
 Object.assign(exports, {
     implementation, DOMException, ParseError, DOMImplementation, Node, NodeList, HTMLCollection, NamedNodeMap, DOMTokenList, Document,
     DocumentFragment, DocumentType, Entity, Notation, EntityReference, Element, Attr, CharacterData, Text,
-    CDATASection, Comment, ProcessingInstruction, XPathResult, XPathEvaluator, XPathExpression
+    CDATASection, Comment, ProcessingInstruction, XPathResult, XPathEvaluator, XPathExpression,
+    NodeFilter, NodeIterator, TreeWalker
 });

@@ -20,6 +20,7 @@ class Cluster {
         this.limboStart = 0;                // its first child, a comment, so that text does not join it
         this.separator = 0;
         this.lives = [];                    // of the document and of what hangs outside it
+        this.watchers = [];                 // iterators, which are told of nodes that are taken out
         this.isHtml = xmlDOMNodeGetType(doc) === undefined;
         this.keep(doc);
         this.hasReferences = false;         // whether there may be entity references
@@ -56,6 +57,15 @@ class Cluster {
     keep(handle) {
         this.lives.push(new LIBXMLLife().addInternal(handle));
         return handle;
+    }
+
+    /** Tells an iterator, for as long as somebody has it, of each node that is to be taken out. */
+    watch(iterator) {
+        this.watchers = this.watchers.filter(watcher => watcher.deref());
+        this.watchers.push(new WeakRef(iterator));
+    }
+    leaves(node) {
+        for (const watcher of this.watchers) watcher.deref()?.leaves(node);
     }
 
     /** Moves a node among the detached ones. */

@@ -375,6 +375,7 @@ function stays() {
 /** Takes a node out of its place. */
 function take(node) {
     if (node[TYPE] === 10) stays();
+    if (node[CLUSTER].watchers.length > 0) node[CLUSTER].leaves(node);
     node[CLUSTER].detach(node[HANDLE]);
     node[PARENT] = null;
 }
@@ -387,6 +388,7 @@ function insert(parent, child, before) {
 
 function place(parent, child, before) {
     const cluster = parent[CLUSTER], type = child[TYPE];
+    if (cluster.watchers.length > 0 && child[PARENT] !== null) cluster.leaves(child);
     if (type === 1) {
         if (parent[TYPE] === 9 && child[PARENT] !== null) take(child);
         namespaces.prepare(parent, child, take);

@@ -4,7 +4,7 @@ const {
     CLUSTER, HANDLE, TYPE, NAME, URI, LIFE, DECLARED, SET, FRESH
 } = require('./fields');
 const { Cluster } = require('./cluster');
-const { Node, ParentNode, enter, mix, copied, hasFeature } = require('./node');
+const { Node, ParentNode, checkWritable, enter, mix, copied, hasFeature } = require('./node');
 const data = require('./data');
 const element = require('./element');
 const doctypes = require('./doctype');
@@ -51,6 +51,23 @@ class Document extends Node {
     }
     /** The path that the document was loaded from; null when it was not. */
     get url() { return xmlDOMDocGetProperty(this[HANDLE], 3) || null; }
+    get documentURI() { return this.url; }
+    get URL() { return this.url; }
+    /** The name of the encoding that the document has, or will be saved in. */
+    get characterSet() { return this.encoding ?? 'UTF-8'; }
+    get inputEncoding() { return this.characterSet; }
+    get contentType() { return this[CLUSTER].isHtml ? 'text/html' : 'application/xml'; }
+    /** What the XML declaration says; null where it does not. */
+    get xmlVersion() { return this[CLUSTER].isHtml ? null : xmlDOMDocGetProperty(this[HANDLE], 0) ?? null; }
+    get xmlEncoding() { return this[CLUSTER].isHtml ? null : this.encoding; }
+    /** Whether the XML declaration says standalone="yes". */
+    get xmlStandalone() { return !this[CLUSTER].isHtml && xmlDOMDocGetProperty(this[HANDLE], 2) === '1'; }
+    /** Of HTML: its head, its body and its title; null and '' for none. */
+    get head() { return this.getElementsByTagName('head')[0] ?? null; }
+    get body() { return this.getElementsByTagName('body')[0] ?? null; }
+    get title() {
+        return this.getElementsByTagName('title')[0]?.textContent.trim().replace(/[ \t\n\f\r]+/g, ' ') ?? '';
+    }
     /** What the parser had to say; null when that was nothing. */
     get lastMessage() { return xmlDOMDocGetLastMsg(this[HANDLE]) ?? null; }
 
@@ -104,6 +121,29 @@ class Document extends Node {
             original[TYPE] === 10)
             refuse('NotSupportedError', 'such a node cannot be imported');
         return importNode(this[CLUSTER], original, deep);
+    }
+    /** Takes a node of this document out of its place, and gives it. One of another document cannot become one
+        of this: a NotSupportedError. */
+    adoptNode(node) {
+        if (!(need(node, 'the node to adopt') instanceof Node) || [6, 9, 10, 12].includes(node[TYPE]))
+            refuse('NotSupportedError', 'such a node cannot be adopted');
+        if (node[CLUSTER] !== this[CLUSTER])
+            refuse('NotSupportedError', 'the node is of another document: use importNode, and remove the original');
+        if (node[TYPE] === 2) node.ownerElement?.removeAttributeNode(node);
+        else node.parentNode?.removeChild(node);
+        return node;
+    }
+    /** Gives an element or attribute another name. */
+    renameNode(node, uri, qualifiedName) {
+        if (!(need(node, 'the node to rename') instanceof Node) || node[TYPE] > 2)
+            refuse('NotSupportedError', 'only elements and attributes are renamed');
+        if (node[CLUSTER] !== this[CLUSTER]) refuse('WrongDocumentError', 'the node is of another document');
+        const name = names.split(uri, qualifiedName);
+        checkWritable(node);
+        if (node[TYPE] === 1 && name.uri === names.XMLNS)
+            refuse('NamespaceError', 'the namespace of declarations is for attributes alone');
+        element.rename(node, name);
+        return node;
     }
     /** The elements of a name ('*': all), a live list in document order. */
     getElementsByTagName(name) { return element.descendants(this, name); }

@@ -44,7 +44,8 @@ class Named extends Node {
             fail('the prefix xml has a namespace of its own');
         if (prefix === 'xmlns' && this.namespaceURI !== names.XMLNS)
             fail('the prefix xmlns declares namespaces');
-        rename(this, prefix, (prefix === null ? '' : prefix + ':') + this.localName);
+        const { localName: local, namespaceURI: uri } = this;
+        rename(this, { name: prefix === null ? local : `${prefix}:${local}`, prefix, local, uri });
     }
     get localName() {
         if (this[URI] === false) return null;
@@ -188,35 +189,41 @@ function unlink(element, attribute) {
     element[CLUSTER].version++;
 }
 
-function rename(node, prefix, name) {
-    (node[TYPE] === 1 ? renameElement : renameAttribute)(node, prefix);
-    node[NAME] = name;
+/** Gives an element or attribute another name: {name, prefix, local, uri}. */
+function rename(node, name) {
+    (node[TYPE] === 1 ? renameElement : renameAttribute)(node, name);
+    node[NAME] = name.name;
+    node[URI] = name.uri;
 }
 
-function renameAttribute(attribute, prefix) {
+function renameAttribute(attribute, name) {
     const fail = reason => refuse('NamespaceError', reason);
-    if (attribute[SET] !== undefined) fail('a declaration keeps its name');
-    if (prefix === null) fail('an attribute in a namespace has a prefix');
+    if (attribute[SET] !== undefined || name.uri === names.XMLNS) fail('a declaration keeps its name');
+    if (name.prefix === null && name.uri !== null) fail('an attribute in a namespace has a prefix');
     const element = attribute.ownerElement, cluster = attribute[CLUSTER], old = attribute[HANDLE];
     if (element) element.removeAttributeNode(attribute);
-    const made = namespaces.create(
-        cluster, 2, { prefix, local: attribute.localName, uri: attribute.namespaceURI });
+    const made = namespaces.create(cluster, 2, name);
     namespaces.moveChildren(cluster, old, made);
     cluster.rebind(old, made);
     xmlDOMNodeFreeNode(old);
-    if (element) link(element, attribute);
+    attribute[NAME] = name.name;
+    attribute[URI] = name.uri;
+    if (!element) return;
+    const other = findNS(element, name.uri, name.local);
+    if (other) unlink(element, other);
+    link(element, attribute);
 }
 
-function renameElement(element, prefix) {
+function renameElement(element, { name, prefix, local, uri }) {
     const cluster = element[CLUSTER], declared = namespaces.declared(element);
     namespaces.scanDocument(cluster);
-    namespaces.note(cluster, prefix, element.namespaceURI);
+    namespaces.note(cluster, prefix, uri);
     const parent = element.parentNode, next = element.nextSibling;
     if (parent) take(element);
-    const made = namespaces.create(
-        cluster, 1, { prefix, local: element.localName, uri: element.namespaceURI });
+    const made = namespaces.create(cluster, 1, { prefix, local, uri });
     namespaces.replaceBy(cluster, element[HANDLE], made);
-    element[NAME] = (prefix === null ? '' : prefix + ':') + element.localName;
+    element[NAME] = name;
+    element[URI] = uri;
     element[BOUND] = undefined;
     for (const attribute of declared) namespaces.declare(element, attribute[SET], attribute.value, take);
     if (parent) parent.insertBefore(element, next);
@@ -295,7 +302,7 @@ class Element extends Named {
         const found = findNS(this, name.uri, name.local);
         if (found) {
             if (found[SET] === undefined && found.prefix !== name.prefix)
-                rename(found, name.prefix, name.name);
+                rename(found, name);
             setValue(found, text);
             return;
         }
@@ -511,5 +518,5 @@ function walk(parent, matches, found) {
 }
 
 Object.assign(exports, {
-    Element, Attr, createAttribute, createAttributeNS, descendants, descendantsNS, collect, own, hasPlainAttributes
+    Element, Attr, createAttribute, createAttributeNS, descendants, descendantsNS, collect, own, rename, hasPlainAttributes
 });

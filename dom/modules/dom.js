@@ -17,6 +17,8 @@ const { DOMTokenList } = require('./dom/classes');
 const { ParseError, failed } = require('./dom/failure');
 require('./dom/markup');
 require('./dom/selectors');
+const { parserOf, XMLSerializer } = require('./dom/parser');
+const { guard } = require('./dom/missing');
 const { NodeFilter, NodeIterator, TreeWalker } = require('./dom/traversal');
 const { XPathResult, XPathEvaluator, XPathExpression } = require('./dom/evaluate');
 require('./dom/writer');
@@ -95,6 +97,7 @@ exports.transform = function transform(xml, xsl, out) {
     return written;
 };
 
+const DOMParser = parserOf(text => exports.parseString(text), text => exports.parseHTMLString(text));
 const { Document, DocumentFragment, DOMImplementation, implementation } = document;
 const { CharacterData, Text, CDATASection, Comment, ProcessingInstruction } = data;
 const { DocumentType, Entity, Notation, EntityReference } = doctype;
@@ -102,5 +105,6 @@ Object.assign(exports, {
     implementation, DOMException, ParseError, DOMImplementation, Node, NodeList, HTMLCollection, NamedNodeMap, DOMTokenList, Document,
     DocumentFragment, DocumentType, Entity, Notation, EntityReference, Element, Attr, CharacterData, Text,
     CDATASection, Comment, ProcessingInstruction, XPathResult, XPathEvaluator, XPathExpression,
-    NodeFilter, NodeIterator, TreeWalker
+    NodeFilter, NodeIterator, TreeWalker, DOMParser, XMLSerializer
 });
+guard([Node, Element, Attr, Document, DocumentFragment, DocumentType, Entity, Notation, CharacterData, Text]);

@@ -15,7 +15,7 @@ class ParseError extends Error {
 
 // A message is "file:line: domain error : what", and mostly the line of text and a ^ below it.
 const pattern = /^(?:[^\n]*?:)?(?: ?line )?(\d+): [^\n]*? (?:error|warning) : ([^\n]*)(?:\n([^\n]*)\n([ \t]*)\^)?/gm;
-const mostShown = 78;       // bytes of a line before the ^, of a longer one only the last
+const mostShown = 80;       // bytes of a line before the ^, of a longer one only the last; then the ^ is one short
 
 /** libxml2's messages, one each: {message, line, column}. `text`: what was parsed, if that is known; it began after
     so many characters of the first line. */
@@ -24,9 +24,10 @@ function split(words, text, skipped = 0) {
     return Array.from(words.matchAll(pattern), ([, number, message, shown, indent]) => {
         const line = Number(number);
         let column;
-        if (indent !== undefined && (lines || indent.length < mostShown)) {
+        const isCut = indent?.length === mostShown - 1;
+        if (indent !== undefined && (lines || !isCut)) {
             const start = lines ? (lines[line - 1] ?? '').indexOf(shown) : 0;
-            const bytes = new TextEncoder().encode(shown).subarray(0, indent.length);
+            const bytes = new TextEncoder().encode(shown).subarray(0, indent.length + isCut);
             if (start >= 0) column = start + new TextDecoder().decode(bytes).length + 1;
         }
         return { message, line, column: line === 1 && column > skipped ? column - skipped : column };

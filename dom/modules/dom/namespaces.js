@@ -9,7 +9,7 @@
 const {
     CLUSTER, HANDLE, TYPE, PARENT, NAME, URI, DECLARED, BOUND, FRESH, SET, DECLARATION
 } = require('./fields');
-const { XMLNS, handles, literal, unescape } = require('./names');
+const { XMLNS, handles, isWide, literal, unescape } = require('./names');
 const { refuse } = require('./exception');
 
 const UP = 0, NEXT = 1, FIRST = 3;
@@ -37,12 +37,37 @@ function readDeclarations(handle) {
                 xmlDOMNodeFreeNode(xmlDOMElementRemoveAttributeNode(shallow, attribute));
             tag = read(() => xmlDOMNodeDumpNode(shallow, 0));
         }
-        for (const [, name, quoted] of tag.matchAll(/\s([^\s=]+)=("[^"]*"|'[^']*')/g))
-            if (/^xmlns(:|$)/.test(name)) found.set(name.slice(6), unescape(quoted.slice(1, -1)));
+        for (const [prefix, uri] of declarationsIn(tag)) found.set(prefix, uri);
     } finally {
         xmlDOMNodeFreeNode(shallow);
     }
+    dropBorrowed(handle, found);
     return found;
+}
+
+const tagStart = /^<(?:[^>"']|"[^"]*"|'[^']*')*/;
+
+/** The declarations of a start tag: [prefix, URI]. */
+function declarationsIn(tag) {
+    return Array.from(tagStart.exec(tag)[0].matchAll(/\s([^\s=]+)=("[^"]*"|'[^']*')/g))
+        .filter(([, name]) => /^xmlns(:|$)/.test(name))
+        .map(([, name, quoted]) => [name.slice(6), unescape(quoted.slice(1, -1))]);
+}
+
+/** Drops what a copy declares only because its attributes need it: what the parent binds the same, and the
+    element itself does not declare. */
+function dropBorrowed(handle, found) {
+    const isBorrowed = ([prefix, uri]) => prefix !== '' && !isWide(uri) && xmlDOMNodeSelectNodes(handle,
+        `self::*[../namespace::*[name()=${literal(prefix)} and .=${literal(uri)}]]`) !== '4';
+    const suspects = [...found].filter(isBorrowed);
+    if (suspects.length === 0) return;
+    let own;
+    try {
+        own = new Map(declarationsIn(xmlDOMNodeDumpNode(handle, 0)));
+    } catch (error) {       // characters above U+FFFF below
+        own = new Map();
+    }
+    for (const [prefix] of suspects) if (!own.has(prefix)) found.delete(prefix);
 }
 
 function read(get) {

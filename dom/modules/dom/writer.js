@@ -154,7 +154,7 @@ function saveHtml(document, file, wanted, format, refused) {
     many faults: with one sure fault more only a valid document gets a report. */
 function validate(document) {
     const handle = document[HANDLE], root = document.documentElement;
-    const invalid = report => ({ valid: false, report });
+    const invalid = report => ({ valid: false, report, errors: faultsOf(report) });
     const report = atHome(document, () => xmlDOMDocValidateDTD(handle));
     if (report) return invalid(report);
     if (report === undefined || !root) return invalid('the document cannot be validated\n');
@@ -163,8 +163,14 @@ function validate(document) {
     const second = atHome(document, () => xmlDOMDocValidateDTD(handle));
     xmlDOMElementRemoveAttributeNode(root[HANDLE], fault);
     xmlDOMNodeFreeNode(fault);
-    if (second) return { valid: true, report: '' };
+    if (second) return { valid: true, report: '', errors: [] };
     return invalid('the document type is not found, or there are too many faults to list\n');
+}
+
+/** The faults of a report: {message, element, line}; the latter two undefined where libxml2 does not say. */
+function faultsOf(report) {
+    return Array.from(report.matchAll(/^(?:[^\n]*?:(\d+): )?(?:element ([^\s:]+(?::[^\s:]+)?): )?(?:validity error : )?([^\n]+)$/gm),
+                      ([, line, element, message]) => ({ message, element, line: line && Number(line) }));
 }
 
 /** Does something while a relative system identifier says where the document type is from the document's own
@@ -184,6 +190,7 @@ Object.defineProperties(Document.prototype, {
     /** Writes the document to a file. `encoding`: in this encoding, which the document then has; else in its
         own, else UTF-8. `format`: indented. */
     save: { value(path, options) { save(this, path, options); }, writable: true, configurable: true },
-    /** Validates against the document type: {valid: true or false, report: what is wrong}. */
+    /** Validates against the document type: {valid: true or false, report: what is wrong, errors: the same as an
+        array of {message, element, line}}. */
     validate: { value() { return validate(this); }, writable: true, configurable: true }
 });

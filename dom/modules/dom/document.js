@@ -256,7 +256,7 @@ function documentOf(handle, text) {
 
 /** Makes documents. There is one, dom.implementation. */
 class DOMImplementation {
-    /** Whether a feature is there: "Core" and "XML", of version "1.0" or "2.0". */
+    /** Whether a feature is there, as Node.isSupported. */
     hasFeature(feature, version) { return hasFeature(need(feature, 'a feature'), version); }
     /** Makes a document type that belongs to no document. */
     createDocumentType(qualifiedName, publicId, systemId) {

@@ -5,7 +5,7 @@ const { CLUSTER, TYPE } = require('./fields');
 const { Node, extend } = require('./node');
 const { Document } = require('./document');
 const { literal } = require('./names');
-const { select } = require('./xpath');
+const { select, resolver, checkPrefixes } = require('./xpath');
 const { read } = require('./xpath_syntax');
 const { refuse, need } = require('./exception');
 
@@ -195,42 +195,41 @@ function resultOf(node, value, wanted) {
     });
 }
 
-/** An expression that was read, to be evaluated at several nodes. */
+/** An expression that was read, to be evaluated at several nodes of a document; of any, where that is not given. */
 class XPathExpression {
     #source;
     #uris;
-    constructor(source, uris) {
+    #document;
+    constructor(source, uris, document) {
         this.#source = String(need(source, 'the XPath expression'));
         this.#uris = uris ?? undefined;
-        read(this.#source);
+        this.#document = document;
+        const { prefixes } = read(this.#source);
+        if (this.#uris !== undefined) checkPrefixes(prefixes, resolver(document, this.#uris));
     }
     evaluate(node, type = 0) {
         if (!(need(node, 'the context node') instanceof Node)) throw new TypeError('the context is no node');
+        if (this.#document && node[CLUSTER] !== this.#document[CLUSTER])
+            refuse('WrongDocumentError', 'the node is of another document');
         if (![1, 2, 3, 4, 7, 8, 9].includes(node[TYPE]))
             refuse('NotSupportedError', 'no expression is evaluated at such a node');
         return resultOf(node, evaluate(node, this.#source, this.#uris), Number(type));
     }
 }
 
-/** The methods of documents, for those who like to make one. */
+/** The methods of documents for expressions, for nodes of any document. */
 class XPathEvaluator {
-    /** Reads an expression; `resolver` is an object of URIs by prefix, a function, or a node. */
-    createExpression(expression, resolver) { return new XPathExpression(expression, resolver); }
+    /** Reads an expression; `uris`: URIs by prefix in an object, a function, or a node that knows them. */
+    createExpression(expression, uris) { return new XPathExpression(expression, uris); }
     createNSResolver(node) { return need(node, 'the node'); }
-    evaluate(expression, node, resolver, type) {
-        return new XPathExpression(expression, resolver).evaluate(node, type);
-    }
+    evaluate(expression, node, uris, type) { return this.createExpression(expression, uris).evaluate(node, type); }
 }
 
 extend([Document], {
-    createExpression(expression, resolver) { return new XPathExpression(expression, resolver); },
+    createExpression(expression, uris) { return new XPathExpression(expression, uris, this); },
     createNSResolver(node) { return need(node, 'the node'); },
-    /** Evaluates an XPath expression at a node; the last argument may be left out and then says what comes. */
-    evaluate(expression, node, resolver, type) {
-        if (node instanceof Node && node[CLUSTER] !== this[CLUSTER])
-            refuse('WrongDocumentError', 'the node is of another document');
-        return new XPathExpression(expression, resolver).evaluate(node, type);
-    }
+    /** Evaluates an XPath expression at a node; the type of the result may be left out. */
+    evaluate(expression, node, uris, type) { return this.createExpression(expression, uris).evaluate(node, type); }
 });
 extend([Node], {
     /** What an XPath expression gives here: a number, a text, a truth value, or an array of nodes. */

@@ -136,7 +136,7 @@ class Node {
             else if (joined !== data) child.data = joined;
         }
     }
-    /** Whether a feature is there: "Core" and "XML", of version "1.0" or "2.0". */
+    /** Whether a feature is there: "Core" and "XML", of version "1.0" or "2.0", and "XPath" of "3.0". */
     isSupported(feature, version) { return hasFeature(need(feature, 'a feature'), version); }
 
     /** All text of the subtree without comments and processing instructions; null for documents. Setting it
@@ -425,7 +425,8 @@ function copied(node, copy) {
 }
 
 function hasFeature(feature, version) {
-    return /^(core|xml)$/i.test(feature) && /^(|1\.0|2\.0|null|undefined)$/.test(version);
+    const versions = { core: /^(1\.0|2\.0)$/, xml: /^(1\.0|2\.0)$/, xpath: /^3\.0$/ }[String(feature).toLowerCase()];
+    return versions !== undefined && ((version ?? '') === '' || versions.test(version));
 }
 
 Object.assign(exports, {

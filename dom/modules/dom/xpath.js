@@ -39,6 +39,13 @@ function resolver(node, uris) {
     };
 }
 
+/** Refuses prefixes that mean nothing. */
+function checkPrefixes(prefixes, meaning) {
+    for (const prefix of prefixes)
+        if (prefix !== 'xml' && (meaning(prefix) ?? null) === null)
+            refuse('NamespaceError', `the prefix ${prefix} has no namespace here`);
+}
+
 /** An empty list, if an expression selects nothing. The function gives no value for an expression that fails, but
     for some empty sets as well, such as that of (none)/.. */
 function emptyList(handle, xpath) {
@@ -52,9 +59,7 @@ function select(node, expression, uris) {
         refuse('SyntaxError', 'an XPath expression can have no character above U+FFFF here');
     const { tree, prefixes } = read(source), meaning = resolver(node, uris);
     if (tree.type !== 'set') refuse('SyntaxError', `the XPath expression selects no nodes: ${source}`);
-    for (const prefix of prefixes)
-        if (prefix !== 'xml' && (meaning(prefix) ?? null) === null)
-            refuse('NamespaceError', `the prefix ${prefix} has no namespace in ${source}`);
+    checkPrefixes(prefixes, meaning);
     const xpath = withUris(source, meaning);
     const cluster = node[CLUSTER];
     let top = node;
@@ -90,4 +95,4 @@ extend([Node], {
     selectSingleNode(xpath, uris) { return select(this, xpath, uris)[0] ?? null; }
 });
 
-Object.assign(exports, { select, withUris, resolver });
+Object.assign(exports, { select, resolver, checkPrefixes });

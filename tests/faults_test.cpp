@@ -470,7 +470,6 @@ struct KnownFault {
 constexpr const char* node_sets = "XPath uses, or leaves behind, node sets that were not made";
 constexpr const char* hash_tables = "an entry of a hash table stays without its name";
 constexpr const char* html_parser = "the HTML parser leaves names and nodes behind";
-constexpr const char* parsers = "the parser goes on without declarations, texts or IDs";
 constexpr const char* writers = "declarations are left out";
 constexpr KnownFault known_faults[] = {
     {"xmlDOMNodeSelectNodes", "crash", node_sets},
@@ -483,11 +482,6 @@ constexpr KnownFault known_faults[] = {
     {"xmlDOMDocSetLastMsg", "differs", "a message that there is no memory for is not kept"},
     {"xmlHTMLDocLoadString", "leaks", html_parser},
     {"xmlHTMLDocLoadFile", "leaks", html_parser},
-    {"xmlDOMDocLoadXMLString", "differs", parsers},
-    {"xmlDOMDocLoadXMLFile", "differs", parsers},
-    {"xmlDOMDocLoadDoctype", "differs", parsers},
-    {"xmlHTMLDocLoadString", "differs", parsers},
-    {"xmlHTMLDocLoadFile", "differs", parsers},
     {"xmlDOMDocValidateDTD", "differs", "the report says that memory ran out"},
     {"xmlDOMNodeDumpNode", "differs", writers},
     {"xmlDOMNodeGetValue", "differs", "xmlNodeListGetString gives no text for an entity"},

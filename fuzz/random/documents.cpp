@@ -31,7 +31,8 @@ Expected Session::load(const Args& args, bool html, bool is_file) {
     Parsed parsed =
         parse(args.texts[0], html ? Syntax::html : Syntax::xml, is_file, args.integers[1] == 1);
     if (!parsed.doc) {
-        if (!parsed.message.empty()) messages_[0] = message_text(parsed.message);
+        if (!(parsed.message + parsed.reason).empty())
+            messages_[0] = message_text(parsed.message) + host::to_units(parsed.reason);
         return none();
     }
     Expected expected = created(to_model(forest_, step_, parsed.doc.get()));

@@ -2,12 +2,14 @@
 
 #include <libxml/HTMLparser.h>
 #include <libxml/parser.h>
+#include <libxml/parserInternals.h>
 #include <libxml/valid.h>
 
 #include <libxslt/xsltutils.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 namespace valtrosse::random {
 
@@ -127,6 +129,27 @@ private:
     std::vector<std::pair<Node*, xmlNode*>> references_;
 };
 
+xmlParserCtxt* open(const std::string& source, Syntax syntax, bool is_file) {
+    const auto size = static_cast<int>(source.size());
+    if (syntax == Syntax::xml)
+        return is_file ? xmlCreateFileParserCtxt(source.c_str())
+                       : xmlCreateMemoryParserCtxt(source.data(), size);
+    return is_file ? htmlCreateFileParserCtxt(source.c_str(), nullptr)
+                   : htmlCreateMemoryParserCtxt(source.data(), size);
+}
+
+void run(xmlParserCtxt* context, Syntax syntax, Parsed& parsed) {
+    syntax == Syntax::xml ? xmlParseDocument(context) : htmlParseDocument(context);
+    parsed.doc.reset(std::exchange(context->myDoc, nullptr));
+    if (syntax == Syntax::xml && !context->wellFormed) parsed.doc = nullptr;
+    // To the parser a zero is the end.
+    if (parsed.doc && context->input->cur < context->input->end) {
+        parsed.doc = nullptr;
+        parsed.reason = "a zero character: the document was not read to its end\n";
+    }
+    xmlFreeParserCtxt(context);
+}
+
 }  // namespace
 
 void silence() {
@@ -143,12 +166,7 @@ Parsed parse(const std::string& source, Syntax syntax, bool is_file, bool keep_b
     auto* const print = reinterpret_cast<void (*)()>(std::fprintf);
     xmlSetGenericErrorFunc(listener, reinterpret_cast<xmlGenericErrorFunc>(print));
     const int before = xmlKeepBlanksDefault(keep_blanks);
-    const xmlChar* const text = to_xml(source);
-    if (syntax == Syntax::xml)
-        parsed.doc.reset(is_file ? xmlParseFile(source.c_str()) : xmlParseDoc(text));
-    else
-        parsed.doc.reset(is_file ? htmlParseFile(source.c_str(), nullptr)
-                                 : htmlParseDoc(text, nullptr));
+    if (xmlParserCtxt* const context = open(source, syntax, is_file)) run(context, syntax, parsed);
     xmlKeepBlanksDefault(before);
     silence();
     std::fclose(listener);

@@ -27,10 +27,11 @@ inline const xmlChar* to_xml(const std::string& text) {
     return reinterpret_cast<const xmlChar*>(text.c_str());
 }
 
-/// What a parse gave and what it said.
+/// What a parse gave, what it said, and what the library adds where it refuses half of a document.
 struct Parsed {
     OwnedDoc doc;
     std::string message;
+    std::string reason;
 };
 
 enum class Syntax { xml, html };

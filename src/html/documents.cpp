@@ -1,5 +1,4 @@
 // Loading and saving HTML documents.
-#include <libxml/HTMLparser.h>
 #include <libxml/HTMLtree.h>
 
 #include "dom/doc/load.hpp"
@@ -11,15 +10,15 @@ namespace {
 
 /// Parses the HTML file at `filepath` (8-bit text), whose encoding libxml2 detects.
 Result load_file(Call& call, HostText filepath, std::uint32_t keep_blanks) {
-    return load_document<Text8>(call, filepath, keep_blanks, [](const Text8& path) {
-        return htmlParseFile(path.c_str(), nullptr);
-    });
+    return load_document<Text8>(call, filepath, keep_blanks,
+                                [](const Text8& path) { return parse_html_file(path.c_str()); });
 }
 
 /// Parses HTML text. It reaches libxml2 as UTF-8, which is detected as it would be in a file.
 Result load_string(Call& call, HostText string, std::uint32_t keep_blanks) {
-    return load_document<Utf8>(call, string, keep_blanks,
-                               [](const Utf8& text) { return htmlParseDoc(text.text(), nullptr); });
+    return load_document<Utf8>(call, string, keep_blanks, [](const Utf8& text) {
+        return parse_html_text(text.text(), text.length());
+    });
 }
 
 /// Writes an HTML document, in one of the accepted encodings or, with another name, as libxml2 chooses.

@@ -7,7 +7,8 @@
 
 #include <memory>
 
-#include "dom/doc/load.hpp"
+#include "dom/doc/memory_watch.hpp"
+#include "dom/doc/parse.hpp"
 #include "utf8/text.hpp"
 
 namespace valtrosse {
@@ -55,12 +56,17 @@ Result transform(Call& call, Deferred<HostText> xml_argument, Deferred<HostText>
 
     xmlSubstituteEntitiesDefault(1);
     xmlLoadExtDtdDefaultValue = 1;
-    const Owned<xmlDoc> source(parse_file(xml_path.c_str()));
-    if (!source) return no_value;
+    const Parsed parsed = parse_file(xml_path.c_str());
+    const Owned<xmlDoc> source(parsed.doc);
+    if (!source) {
+        if (parsed.reason) xmlGenericError(xmlGenericErrorContext, "%s", parsed.reason);
+        return no_value;
+    }
+    const MemoryWatch memory;
     const Owned<xsltStylesheet> stylesheet(xsltParseStylesheetFile(xsl_path.text()));
-    if (!stylesheet) return no_value;
+    if (!stylesheet || memory.ran_out()) return no_value;
     const Owned<xmlDoc> result(xsltApplyStylesheet(stylesheet.get(), source.get(), nullptr));
-    if (!result) return no_value;
+    if (!result || memory.ran_out()) return no_value;
     const int written =
         xsltSaveResultToFilename(output_path.c_str(), result.get(), stylesheet.get(), 0);
     return written != -1 ? call.integer(static_cast<std::uint32_t>(written)) : no_value;

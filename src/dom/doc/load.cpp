@@ -1,12 +1,6 @@
 // Loading, creating and freeing XML documents.
 #include "dom/doc/load.hpp"
 
-#include <libxml/SAX2.h>
-#include <libxml/hash.h>
-#include <libxml/parserInternals.h>
-
-#include <utility>
-
 #include "dom/node/free.hpp"
 #include "dom/node/tree.hpp"
 
@@ -20,51 +14,6 @@ Result document_value(Call& call, xmlDoc* doc) {
 
 namespace {
 
-/// Begins a document as libxml2 does, but with tables of its own for IDs and references: made by
-/// libxml2, they have their keys in the document's dictionary, where a million are slow to find and
-/// what scripts enter stays until the document ends.
-void start_document(void* context) {
-    constexpr int few = 32;
-    xmlSAX2StartDocument(context);
-    xmlDoc* const doc = static_cast<xmlParserCtxt*>(context)->myDoc;
-    if (!doc) return;
-    doc->ids = xmlHashCreate(few);
-    doc->refs = xmlHashCreate(few);
-}
-
-void drop_if_empty(void*& table) {
-    auto* const made = static_cast<xmlHashTable*>(table);
-    if (xmlHashSize(made) != 0) return;
-    xmlHashFree(made, nullptr);
-    table = nullptr;
-}
-
-/// Parses what the context stands for, as xmlParseFile and xmlParseDoc do, but with the names in a
-/// dictionary of the document's and short texts inside of their nodes: fewer and nearer blocks. Null
-/// for a null context and for what is not well-formed. Ends the context.
-xmlDoc* parse(xmlParserCtxt* context) {
-    if (!context) return nullptr;
-    context->dictNames = 1;
-    context->options |= XML_PARSE_COMPACT;
-    context->sax->startDocument = start_document;
-    xmlParseDocument(context);
-    xmlDoc* doc = std::exchange(context->myDoc, nullptr);
-    if (!context->wellFormed) {
-        xmlFreeDoc(doc);
-        doc = nullptr;
-    }
-    if (doc) {
-        drop_if_empty(doc->ids);
-        drop_if_empty(doc->refs);
-    }
-    // So that a file that came compressed is saved so.
-    const xmlParserInput* const file = context->input;
-    if (doc && file && file->filename && file->buf)
-        doc->compression = file->buf->compressed > 0 ? 9 : file->buf->compressed;
-    xmlFreeParserCtxt(context);
-    return doc;
-}
-
 /// Parses the file at `filepath` (8-bit text). No value when it cannot be read or is not well-formed,
 /// or when `keep_blanks` is neither 0 nor 1.
 Result load_file(Call& call, HostText filepath, std::uint32_t keep_blanks) {
@@ -75,7 +24,7 @@ Result load_file(Call& call, HostText filepath, std::uint32_t keep_blanks) {
 /// Parses XML text. It reaches libxml2 as UTF-8, whatever encoding its declaration names.
 Result load_string(Call& call, HostText string, std::uint32_t keep_blanks) {
     return load_document<Utf8>(call, string, keep_blanks, [](const Utf8& text) {
-        return parse(xmlCreateDocParserCtxt(text.text()));
+        return parse_text(text.text(), text.length());
     });
 }
 
@@ -111,9 +60,6 @@ Result keep_blanks_default(Call& call, std::uint32_t value) {
 }
 
 }  // namespace
-
-xmlDoc* parse_file(const char* path) { return parse(xmlCreateFileParserCtxt(path)); }
-
 }  // namespace valtrosse
 
 SCRIPT_FUNCTION(TOVIKDOM_, xmlDOMDocLoadXMLFile, valtrosse::load_file)

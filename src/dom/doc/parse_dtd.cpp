@@ -1,10 +1,10 @@
 #include "dom/doc/parse_dtd.hpp"
 
-#include <libxml/parser.h>
 #include <libxml/uri.h>
 
 #include <cstring>
 
+#include "dom/doc/parse.hpp"
 #include "dom/owned.hpp"
 
 namespace valtrosse {
@@ -49,9 +49,9 @@ XmlString escaped(const xmlChar* path) {
 }  // namespace
 
 xmlDtd* parse_dtd(const xmlChar* public_id, const xmlChar* system_id) {
-    if (!system_id || is_uri(system_id)) return xmlParseDTD(public_id, system_id);
+    if (!system_id || is_uri(system_id)) return parse_external_subset(public_id, system_id);
     const XmlString uri = escaped(system_id);
-    return uri ? xmlParseDTD(public_id, uri.get()) : nullptr;
+    return uri ? parse_external_subset(public_id, uri.get()) : nullptr;
 }
 
 }  // namespace valtrosse

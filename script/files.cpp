@@ -5,6 +5,7 @@
 #include <memory>
 #include <system_error>
 
+#include "common/replacement.hpp"
 #include "script/runtime.hpp"
 
 namespace valtrosse::script {
@@ -20,10 +21,14 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
     throw std::system_error(errno, std::generic_category(), path);
 }
 
-File open_file(const std::string& path, const char* mode) {
+void check_path(const std::string& path) {
     // The C library would take the part before the zero for the path.
     if (path.find('\0') != std::string::npos)
         throw std::runtime_error("a zero character in a path");
+}
+
+File open_file(const std::string& path, const char* mode) {
+    check_path(path);
     File file(std::fopen(path.c_str(), mode));
     if (!file) fail(path);
     return file;
@@ -48,11 +53,23 @@ std::string read_file(const std::string& path) {
 }
 
 void write_file(const std::string& path, std::string_view content) {
+    check_path(path);
+    Replacement replacement;
+    if (replacement.prepare(path.c_str())) {
+        if (!replacement.write(content.data(), content.size()) || !replacement.commit()) fail(path);
+        return;
+    }
     File file = open_file(path, "wb");
     const bool written =
         std::fwrite(content.data(), 1, content.size(), file.get()) == content.size();
     // Closing writes what is still buffered, so it can fail like a write.
     if (std::fclose(file.release()) != 0 || !written) fail(path);
+}
+
+void rename_file(const std::string& from, const std::string& to) {
+    check_path(from);
+    check_path(to);
+    if (std::rename(from.c_str(), to.c_str()) != 0) fail(from + " to " + to);
 }
 
 std::string clean_source(std::string source, const std::string& name) {

@@ -1,4 +1,4 @@
-// print, console, args, readFile, writeFile, exit, path8, gc and what prelude.js adds.
+// print, console, args, readFile, writeFile, rename, exit, path8, gc and what prelude.js adds.
 #include <algorithm>
 #include <chrono>
 #include <ostream>
@@ -96,6 +96,12 @@ void write(Runtime& runtime, const JS::CallArgs& args) {
                                     text_argument(args, 1, "the content for writeFile"));
         put(to_utf8(runtime.cx, text));
     }
+    args.rval().setUndefined();
+}
+
+void rename(Runtime& runtime, const JS::CallArgs& args) {
+    const std::string from = path_argument(runtime, args, 0, "the first path for rename");
+    rename_file(from, path_argument(runtime, args, 1, "the second path for rename"));
     args.rval().setUndefined();
 }
 
@@ -237,6 +243,7 @@ constexpr JSFunctionSpec global_functions[] = {
     JS_FN("print", native<print>, 0, JSPROP_ENUMERATE),
     JS_FN("readFile", native<read>, 2, JSPROP_ENUMERATE),
     JS_FN("writeFile", native<write>, 2, JSPROP_ENUMERATE),
+    JS_FN("rename", native<rename>, 2, JSPROP_ENUMERATE),
     JS_FN("exit", native<exit>, 1, JSPROP_ENUMERATE),
     JS_FN("path8", native<path8>, 1, JSPROP_ENUMERATE),
     JS_FN("gc", native<collect>, 0, JSPROP_ENUMERATE),

@@ -201,8 +201,10 @@ private:
 
 /// The whole of a file, "-" for standard input. Throws std::system_error.
 std::string read_file(const std::string& path);
-/// Replaces the content of a file. Throws std::system_error.
+/// Writes a file completely, or throws std::system_error and leaves what was there; see Replacement.
 void write_file(const std::string& path, std::string_view content);
+/// Gives a file or folder another name, in the place of a file that has it. Throws std::system_error.
+void rename_file(const std::string& from, const std::string& to);
 /// A program text without a byte order mark and with a #! line made a comment; lines keep their
 /// numbers. Throws ScriptError for text that is not UTF-8; `name` is the file that it names.
 std::string clean_source(std::string source, const std::string& name);

@@ -139,7 +139,7 @@ protected:
             all += text("xmlDOMDocGetProperty", t.doc, property) + ' ';
         for (const Handle node : {t.element, t.a, t.b, t.namespaced_attr, t.ns_attr})
             all += name(node) + text("xmlDOMNodeGetPropertyNS", node, 1) + ' ';
-        all += text("xmlDOMDocGetLastMsg", t.doc) + ' ';
+        all += text("xmlDOMDocGetLastMsg", t.doc) + ' ' + out_file.content();
         return all + by_id(t.doc, "i1 i2") + by_id(t.doc, "i3") + std::to_string(dtds(t));
     }
     int dtds(const Things& t) const {
@@ -225,7 +225,7 @@ protected:
                       "<xsl:stylesheet version='1.0' "
                       "xmlns:xsl='http://www.w3.org/1999/XSL/Transform'><xsl:template match='/'>"
                       "<o><xsl:value-of select='//*[1]'/></o></xsl:template></xsl:stylesheet>"};
-    TempFile out_file{"faults.out"};
+    TempFile out_file{"faults.out", "what was there before"};
     const std::string long_text = std::string(300, 'x');
     const Blob blob = Blob(300, 'a');
 
@@ -477,6 +477,7 @@ constexpr KnownFault known_faults[] = {
     {"xmlDOMNodeSelectNodes", "differs", node_sets},
     {"xmlXSLTransformFile", "crash", node_sets},
     {"xmlXSLTransformFile", "leaks", node_sets},
+    {"xmlXSLTransformFile", "differs", "libxslt goes on without templates that it did not compile"},
     {"xmlDOMDocLoadDoctype", "leaks", hash_tables},
     {"xmlDOMDocSetLastMsg", "leaks", hash_tables},
     {"xmlDOMDocSetLastMsg", "differs", "a message that there is no memory for is not kept"},

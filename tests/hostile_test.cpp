@@ -145,9 +145,10 @@ TEST_F(Hostile, targets_that_fill_up_on_the_way) {
             small.rlim_cur = room;
             setrlimit(RLIMIT_FSIZE, &small);
             const auto full = [&](std::string_view function, const auto&... args) {
+                std::filesystem::remove(output.path());
                 const bool refused = gives_no_value(function, args...);
-                EXPECT_EQ(refused, output.content().size() == room)
-                    << function << size << ' ' << room;
+                EXPECT_EQ(refused, !output.exists()) << function << size << ' ' << room;
+                EXPECT_TRUE(refused || output.content().size() <= room);
             };
             full("xmlDOMDocSaveXMLFile", doc, output.path());
             for (const char* encoding : {"UTF-8", "UTF-16BE", "none"}) {

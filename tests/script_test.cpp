@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -175,6 +176,32 @@ TEST_F(Scripts, refuse_paths_that_would_lose_characters) {
     EXPECT_EQ(
         run("print(readFile(args[0]), xmlDOMDocFreeDoc(xmlDOMDocLoadXMLFile(path8(args[0]), 0)))"),
         "<a/> 0\n");
+}
+
+TEST_F(Scripts, write_files_completely_or_not_at_all) {
+    const std::string path = write_file("target", "old");
+    const auto before = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    rlimit small = limit;
+    small.rlim_cur = 2;
+    setrlimit(RLIMIT_FSIZE, &small);
+    const std::string error = thrown("writeFile('" + path + "', 'new')");
+    setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, before);
+    EXPECT_NE(error.find(path + ": File too large"), std::string::npos) << error;
+    EXPECT_EQ(run("var path = '" + path + "';" + R"js(
+        print(readFile(path));
+        writeFile(path, 'new');
+        rename(path, path + '.b');
+        writeFile(path, 'newer');
+        rename(path, path + '.b');
+        print(readFile(path + '.b'));
+        rename(path + '.b', path);
+    )js"),
+              "old\nnewer\n");
+    EXPECT_NE(thrown("rename('/no/such', '" + path + "')").find("No such file"), std::string::npos);
+    EXPECT_NE(thrown("rename('a\\0b', '" + path + "')").find("a zero"), std::string::npos);
 }
 
 TEST_F(Scripts, life_objects_end_when_no_variable_leads_to_them) {

@@ -9,6 +9,7 @@
 
 #include "dom/doc/memory_watch.hpp"
 #include "dom/doc/parse.hpp"
+#include "dom/doc/whole_file.hpp"
 #include "utf8/text.hpp"
 
 namespace valtrosse {
@@ -63,6 +64,7 @@ Result transform(Call& call, Deferred<HostText> xml_argument, Deferred<HostText>
         return no_value;
     }
     const MemoryWatch memory;
+    const WholeFiles whole;  // the stylesheet may write documents of its own
     const Owned<xsltStylesheet> stylesheet(xsltParseStylesheetFile(xsl_path.text()));
     if (!stylesheet || memory.ran_out()) return no_value;
     const Owned<xmlDoc> result(xsltApplyStylesheet(stylesheet.get(), source.get(), nullptr));

@@ -12,6 +12,7 @@ Result save(Call& call, xmlDoc* doc, HostText filepath) {
     if (filepath.absent() || doc->type != XML_DOCUMENT_NODE) return no_value;
     const Utf8 path(call, filepath);
     if (path.failed()) return path.failure();
+    const WholeFiles whole;
     return xmlSaveFile(path.c_str(), doc) != -1 ? call.handle(doc) : no_value;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "dom/doc/encodings.hpp"
+#include "dom/doc/whole_file.hpp"
 #include "dom/node/namespaces.hpp"
 #include "utf8/text.hpp"
 
@@ -21,6 +22,7 @@ Result save_formatted(Call& call, xmlDoc* doc, HostText filepath, HostText encod
     const xmlChar* const own_encoding = doc->encoding;
     if (!accepted) doc->encoding = nullptr;
     _x_NsNormalize(reinterpret_cast<xmlNode*>(doc));
+    const WholeFiles whole;
     const bool written = write(path.c_str(), reinterpret_cast<const char*>(accepted));
     if (!accepted) doc->encoding = own_encoding;
     return written ? call.integer(0) : no_value;

@@ -74,8 +74,13 @@ struct Exact {
 /// A path in the tests' own folder; what is there goes with the object.
 class TempFile {
 public:
-    explicit TempFile(const std::string& name = "file.xml")
-        : path_(testing::TempDir() + "/" + std::to_string(getpid()) + "-" + name) {}
+    enum class In { folder, memory };
+
+    /// In memory, where the system has that, for tests that write thousands of files.
+    explicit TempFile(const std::string& name = "file.xml", In in = In::folder)
+        : path_((in == In::memory && access("/dev/shm", W_OK) == 0 ? "/dev/shm"
+                                                                   : testing::TempDir()) +
+                "/" + std::to_string(getpid()) + "-" + name) {}
     TempFile(const std::string& name, std::string_view content) : TempFile(name) {
         std::ofstream(path_, std::ios::binary) << content;
     }

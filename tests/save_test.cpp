@@ -56,7 +56,7 @@ protected:
         return all;
     }
 
-    const TempFile folder{"saves"}, input{"input.xml", "<a>one<b/>two</a>"},
+    const TempFile folder{"saves", TempFile::In::memory}, input{"input.xml", "<a>one<b/>two</a>"},
         style{"style.xsl", stylesheet("<xsl:template match='/'><xsl:copy-of select='.'/>"
                                       "</xsl:template>")};
 };

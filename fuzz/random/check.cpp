@@ -251,7 +251,8 @@ namespace {
 bool is_name(const std::string& name) { return xmlValidateNCName(to_xml(name), 0) == 0; }
 
 bool is_plain(const std::string& text) {
-    return std::none_of(text.begin(), text.end(), [](char c) {
+    const bool has_surrogates = text.find("\xED\xA0") != text.npos;  // the generator's
+    return !has_surrogates && std::none_of(text.begin(), text.end(), [](char c) {
         return (static_cast<unsigned char>(c) < 0x20 && c != '\n' && c != '\t');
     });
 }

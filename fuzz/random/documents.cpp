@@ -100,7 +100,89 @@ namespace {
 /// Also those of names and comments, which cannot be references.
 bool keeps_all_characters(const std::string& encoding) { return encoding == "UTF-8"; }
 
+/// What a file in this encoding holds without references and with them; two surrogates are a character in
+/// UTF-16.
+struct Repertoire {
+    Repertoire(std::string_view encoding, bool html)
+        : limit(encoding == "ISO-8859-1"                                              ? 0xFF
+                : encoding == "ASCII" || encoding == "US-ASCII" || encoding == "HTML" ? 0x7F
+                                                                                      : 0xFFFF),
+          has_pairs(encoding.starts_with("UTF-16") && !html) {}
+
+    bool holds(const Text& text, bool has_references) const {
+        std::u16string units;
+        decode_bytes(text.value_or(""), units);
+        for (std::size_t i = 0; i < units.size(); ++i) {
+            const char16_t unit = units[i];
+            const bool is_first = unit >= 0xD800 && unit < 0xDC00;
+            if (has_pairs && is_first && i + 1 < units.size() && units[i + 1] >= 0xDC00 &&
+                units[i + 1] < 0xE000) {
+                ++i;
+                continue;
+            }
+            const bool is_character = unit >= 0x20
+                                          ? (unit < 0xD800 || unit >= 0xE000) && unit < 0xFFFE
+                                          : unit == '\t' || unit == '\n' || unit == '\r';
+            if (!is_character || (!has_references && unit > limit)) return false;
+        }
+        return true;
+    }
+
+    unsigned limit;
+    bool has_pairs;
+};
+
+bool holds(const Repertoire& repertoire, bool html, const Node* node) {
+    const auto raw = [&](const Text& text) { return repertoire.holds(text, false); };
+    const auto referable = [&](const Text& text) { return repertoire.holds(text, true); };
+    const auto name = [&] { return raw(node->name) && raw(node->ns ? node->ns->prefix : Text()); };
+    switch (node->type) {
+        case XML_DOCUMENT_NODE: return raw(node->version);
+        case XML_ELEMENT_NODE:
+            for (const NamespaceRef& ns : node->declarations)
+                if (!raw(ns->prefix) || !referable(ns->uri)) return false;
+            return name();
+        case XML_ATTRIBUTE_NODE: return name();
+        case XML_TEXT_NODE:
+        case XML_CDATA_SECTION_NODE: {
+            const bool is_source =
+                html && (node->parent->name == "script" || node->parent->name == "style");
+            return (html ? !is_source : node->is_text()) ? referable(node->content)
+                                                         : raw(node->content);
+        }
+        case XML_COMMENT_NODE: return raw(node->content);
+        case XML_PI_NODE: return raw(node->name) && raw(node->content);
+        case XML_ENTITY_REF_NODE: return raw(node->name);
+        case XML_DTD_NODE: return raw(node->name) && raw(node->public_id) && raw(node->system_id);
+        default: return true;
+    }
+}
+
+bool holds_all(const Repertoire& repertoire, bool html, const Node* node) {
+    const auto below = [&](const std::vector<Node*>& nodes) {
+        return std::all_of(nodes.begin(), nodes.end(),
+                           [&](const Node* child) { return holds_all(repertoire, html, child); });
+    };
+    // What hangs below a reference is in no file, and the DTDs of the generator are ASCII.
+    if (!holds(repertoire, html, node)) return false;
+    return node->is_reference() || node->is_dtd() ||
+           (below(node->attributes) && below(node->children));
+}
+
+const std::string accepted_encodings[] = {"UTF-8", "UTF-16LE", "UTF-16BE", "ISO-8859-1",
+                                          "ASCII", "US-ASCII", "HTML"};
+
+/// Stands for a message that says where a character is.
+const std::u16string of_a_character = u"\uFFFF";
+
 }  // namespace
+
+bool Session::refuses_a_character(const Node* document, const std::string& encoding) {
+    const bool html = document->type == XML_HTML_DOCUMENT_NODE;
+    if (holds_all(Repertoire(encoding, html), html, document)) return false;
+    messages_[document->owner] = of_a_character;
+    return true;
+}
 
 void Session::read_back(Node* document, const std::string& path) {
     if (!can_round_trip(forest_, document)) return;
@@ -111,9 +193,13 @@ void Session::read_back(Node* document, const std::string& path) {
 Expected Session::save_xml(const Args& args) {
     Node* const document = args.nodes[0];
     if (document->type != XML_DOCUMENT_NODE) return none();
-    if (document->encoding && !xmlFindCharEncodingHandler(document->encoding->c_str()))
-        return none();
-    if (!can_write(args.texts[1])) return none();
+    std::string encoding = "UTF-8";
+    if (document->encoding) {
+        const auto* const handler = xmlFindCharEncodingHandler(document->encoding->c_str());
+        if (!handler) return none();
+        encoding = handler->name;
+    }
+    if (refuses_a_character(document, encoding) || !can_write(args.texts[1])) return none();
     Expected expected = node_or_none(document);
     if (keeps_all_characters(document->encoding.value_or("UTF-8")))
         expected.then = [this, document, path = args.texts[1]] { read_back(document, path); };
@@ -124,7 +210,7 @@ Expected Session::save_xml_format(const Args& args) {
     Node* const document = args.nodes[0];
     if (document->type != XML_DOCUMENT_NODE) return none();
     forest_.normalise(document);
-    if (!can_write(args.texts[1])) return none();
+    if (refuses_a_character(document, args.texts[2]) || !can_write(args.texts[1])) return none();
     Expected expected = integer(0);
     if (args.integers[3] == 0 && keeps_all_characters(args.texts[2]))
         expected.then = [this, document, path = args.texts[1]] { read_back(document, path); };
@@ -135,7 +221,13 @@ Expected Session::save_html_format(const Args& args) {
     Node* const document = args.nodes[0];
     if (document->type != XML_HTML_DOCUMENT_NODE) return none();
     forest_.normalise(document);
-    Expected expected = can_write(args.texts[1]) ? integer(0) : none();
+    const auto* const accepted =
+        std::find(std::begin(accepted_encodings), std::end(accepted_encodings), args.texts[2]);
+    const bool is_accepted = accepted != std::end(accepted_encodings);
+    if (refuses_a_character(document, is_accepted ? args.texts[2] : "HTML") ||
+        !can_write(args.texts[1]))
+        return none();
+    Expected expected = integer(0);
     expected.then = [this, document] { absorb_meta(document); };
     return expected;
 }
@@ -179,6 +271,7 @@ Expected Session::transform(const Args& args) {
 Expected Session::get_message(const Args& args) {
     const auto found = messages_.find(args.nodes[0] ? args.nodes[0]->owner : 0);
     if (found == messages_.end()) return none();
+    if (found->second == of_a_character) return {.kind = Expected::Kind::some_text};
     return {.kind = Expected::Kind::text, .text = found->second};
 }
 

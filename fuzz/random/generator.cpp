@@ -15,8 +15,9 @@ const Words names{"a",  "b", "c", "k", "id",  "lang", "item", "a", "b",   "k",
 const Words qnames{"p:a",  "p:k",      "q:a",    "q:k",     "p:b",     ":a",     ":k",    "p:id",
                    "q:id", "xml:lang", "xml:id", "xmlns:p", "xmlns:q", "xmlns:", "a:b:c", "plain"};
 const Words uris{"urn:p", "urn:q", "urn:x"};
-const Words contents{"text",       "t", "i1",   "i2",   "i3",  " i1  i2 ", "",      " ",    "\n  ",
-                     "a&b<c>\"'d", "é", "中文", "a--b", "]]>", "urn:p",    "urn:x", "tail-"};
+const Words contents{"text",  "t",     "i1",         "i2",   "i3",   " i1  i2 ", "",
+                     " ",     "\n  ",  "a&b<c>\"'d", "é",    "中文", "a--b",     "]]>",
+                     "urn:p", "urn:x", "tail-",      "\x01", "😀"};
 const Words encodings{"UTF-8", "ISO-8859-1", "UTF-16LE", "UTF-16BE", "ASCII", "US-ASCII",
                       "HTML",  "utf-8",      "nonsense", "1",        "1.0"};
 const Words html_texts{

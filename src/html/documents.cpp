@@ -26,11 +26,15 @@ Result load_string(Call& call, HostText string, std::uint32_t keep_blanks) {
 Result save_format(Call& call, xmlDoc* doc, HostText filepath, HostText encoding, Flag format) {
     if (filepath.absent() || encoding.absent() || doc->type != XML_HTML_DOCUMENT_NODE)
         return no_value;
-    return save_formatted(call, doc, filepath, encoding, [&](const char* path, const char* name) {
-        const KeptMetaContent kept(doc);
-        // 0, not -1, when the target cannot be opened: a written document has at least a line break.
-        return kept.ready() && htmlSaveFileFormat(path, doc, name, format.set) > 0;
-    });
+    return save_formatted(
+        call, doc, filepath, encoding, Syntax::html, [&](const char* path, const char* name) {
+            KeptMetaContent kept(doc);
+            // 0, not -1, when the target cannot be opened: a written document has at least a line break.
+            const bool written =
+                kept.ready() && htmlSaveFileFormat(path, doc, name, format.set) > 0;
+            if (!written) kept.take_back();
+            return written;
+        });
 }
 
 }  // namespace

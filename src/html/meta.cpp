@@ -45,20 +45,27 @@ void put(xmlAttr* attr, xmlNode* text) {
 
 KeptMetaContent::KeptMetaContent(xmlDoc* doc) {
     keep_first_of(doc->children);
-    const xmlNode* const html = first_element(doc->children, "html");
-    if (html) keep_first_of(html->children);
-    const xmlNode* const head = first_element(html ? html->children : doc->children, "head");
-    if (head) keep_first_of(head->children);
+    xmlNode* const html = first_element(doc->children, "html");
+    xmlNode* const head = first_element(html ? html->children : doc->children, "head");
+    places_[0] = {html, html ? html->children : nullptr};
+    places_[1] = {head, head ? head->children : nullptr};
+    for (const Place& place : places_) keep_first_of(place.first);
 }
 
 KeptMetaContent::~KeptMetaContent() {
     while (count_ > 0) {
         const Kept& kept = kept_[--count_];
         xmlNode* const written = kept.content->children;
-        if (written && !xmlStrEqual(written->content, kept.text->content))
+        if (!is_taken_back_ && written && !xmlStrEqual(written->content, kept.text->content))
             xmlNodeSetContent(kept.text, written->content);
         xmlFreeNodeList(written);
         put(kept.content, kept.text);
+    }
+    for (const Place& place : places_) {
+        xmlNode* const made = place.parent ? place.parent->children : nullptr;
+        if (!is_taken_back_ || made == place.first) continue;
+        xmlUnlinkNode(made);
+        xmlFreeNode(made);
     }
 }
 

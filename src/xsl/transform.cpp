@@ -1,5 +1,6 @@
 // XSLT: a stylesheet over a file into a file.
 #include <libxml/parser.h>
+#include <libxslt/imports.h>
 #include <libxslt/transform.h>
 #include <libxslt/xslt.h>
 #include <libxslt/xsltInternals.h>
@@ -42,6 +43,19 @@ private:
     Utf8 utf8_;
 };
 
+/// Which of libxslt's writers writes the result.
+Syntax syntax_of(xsltStylesheet* stylesheet, const xmlDoc* result) {
+    const xmlChar* method = nullptr;
+    XSLT_GET_IMPORT_PTR(method, stylesheet, method);
+    const auto is = [method](const char* name) {
+        return xmlStrEqual(method, reinterpret_cast<const xmlChar*>(name));
+    };
+    if (is("text")) return Syntax::text;
+    const bool is_html =
+        method ? is("html") || is("xhtml") : result->type == XML_HTML_DOCUMENT_NODE;
+    return is_html ? Syntax::html : Syntax::xml;
+}
+
 /// Applies the stylesheet at `xslFilepath` to the file at `xmlFilepath` and writes the result to
 /// `outputFilepath` (UTF-8 paths); gives the number of bytes written. No value when one of them cannot
 /// be read, parsed or written, or the transformation gives no document. From the first call on, all
@@ -64,14 +78,18 @@ Result transform(Call& call, Deferred<HostText> xml_argument, Deferred<HostText>
         return no_value;
     }
     const MemoryWatch memory;
-    const WholeFiles whole;  // the stylesheet may write documents of its own
+    WholeFiles files;  // the stylesheet may write documents of its own
     const Owned<xsltStylesheet> stylesheet(xsltParseStylesheetFile(xsl_path.text()));
     if (!stylesheet || memory.ran_out()) return no_value;
     const Owned<xmlDoc> result(xsltApplyStylesheet(stylesheet.get(), source.get(), nullptr));
     if (!result || memory.ran_out()) return no_value;
+    files.will_write(result.get(), syntax_of(stylesheet.get(), result.get()));
     const int written =
         xsltSaveResultToFilename(output_path.c_str(), result.get(), stylesheet.get(), 0);
-    return written != -1 ? call.integer(static_cast<std::uint32_t>(written)) : no_value;
+    if (written != -1) return call.integer(static_cast<std::uint32_t>(written));
+    if (const XmlString message = files.message())
+        xmlGenericError(xmlGenericErrorContext, "%s", reinterpret_cast<const char*>(message.get()));
+    return no_value;
 }
 
 }  // namespace

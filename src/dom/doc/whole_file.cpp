@@ -5,12 +5,14 @@
 #include <libxml/xmlerror.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
 #include <utility>
 
 #include "common/replacement.hpp"
+#include "dom/doc/output_check.hpp"
 #include "dom/owned.hpp"
 
 namespace valtrosse {
@@ -64,13 +66,28 @@ const char* address_of(const char* path, XmlString& text) {
     return reinterpret_cast<const char*>(text.get());
 }
 
+/// What libxml2 does through an output buffer, with what stands between that and its target.
 class Output;
 struct OutputRelease {
     void operator()(Output* output) const;
 };
 using OwnedOutput = std::unique_ptr<Output, OutputRelease>;
 
-/// What stands between an output buffer and its target.
+}  // namespace
+
+struct Opening {
+    static xmlOutputBuffer* open(const char* address, xmlCharEncodingHandler* encoder,
+                                 int compression);
+    static xmlOutputBuffer* open_straight(const char* address, xmlCharEncodingHandler* encoder,
+                                          int compression);
+    static xmlOutputBuffer* open_beside(const Replacement& replacement,
+                                        xmlCharEncodingHandler* encoder, int compression);
+    static bool has_unwritable(xmlCharEncodingHandler* encoder);
+    static bool has_unwritable(xmlCharEncodingHandler* encoder, const OutputCheck& check);
+};
+
+namespace {
+
 class Output {
 public:
     static OwnedOutput make(int compression) {
@@ -79,8 +96,9 @@ public:
     }
 
     /// Puts itself into the buffer, whose closing ends it.
-    static void put(OwnedOutput output, xmlOutputBuffer* buffer) {
+    static void put(OwnedOutput output, xmlOutputBuffer* buffer, OutputCheck::Kind check) {
         output->buffer_ = buffer;
+        output->check_ = OutputCheck(check);
         output->write_ = std::exchange(buffer->writecallback, write);
         output->close_ = std::exchange(buffer->closecallback, close);
         output->context_ = std::exchange(buffer->context, output.get());
@@ -94,6 +112,7 @@ private:
 
     static int write(void* context, const char* bytes, int count) {
         auto* const output = static_cast<Output*>(context);
+        if (count > 0) output->check_.look_at(bytes, static_cast<std::size_t>(count));
         const int written = output->write_(output->context_, bytes, count);
         if (written > 0) output->written_ += written;
         return written;
@@ -102,7 +121,8 @@ private:
     static int close(void* context) {
         const OwnedOutput output(static_cast<Output*>(context));
         const bool closed = !output->close_ || output->close_(output->context_) >= 0;
-        if (!closed || output->lost_something()) return -1;
+        const bool unwritable = Opening::has_unwritable(output->buffer_->encoder, output->check_);
+        if (!closed || output->lost_something() || unwritable) return -1;
         Replacement& replacement = output->replacement_;
         return !replacement.prepared() || (output->is_there() && replacement.commit()) ? 0 : -1;
     }
@@ -127,6 +147,7 @@ private:
     void* context_ = nullptr;
     xmlOutputWriteCallback write_ = nullptr;
     xmlOutputCloseCallback close_ = nullptr;
+    OutputCheck check_;
     Replacement replacement_;
     long long written_ = 0;
     bool is_compressed_;
@@ -135,23 +156,6 @@ private:
 void OutputRelease::operator()(Output* output) const {
     output->~Output();
     xmlFree(output);
-}
-
-// How files are opened in this thread otherwise; null for libxml2's own way.
-thread_local xmlOutputBufferCreateFilenameFunc earlier_opener
-    __attribute__((tls_model("initial-exec"))) = nullptr;
-
-xmlOutputBuffer* open_straight(const char* address, xmlCharEncodingHandler* encoder,
-                               int compression) {
-    const auto opener = earlier_opener ? earlier_opener : __xmlOutputBufferCreateFilename;
-    return opener(address, encoder, compression);
-}
-
-xmlOutputBuffer* open_beside(const Replacement& replacement, xmlCharEncodingHandler* encoder,
-                             int compression) {
-    XmlString text;
-    const char* const address = address_of(replacement.path(), text);
-    return address ? open_straight(address, encoder, compression) : nullptr;
 }
 
 /// Makes a file beside the one that libxml2 would open; false where it is to be opened itself.
@@ -171,30 +175,98 @@ bool memory_ran_out() {
     return last && last->code == XML_ERR_NO_MEMORY;
 }
 
-xmlOutputBuffer* open_whole(const char* address, xmlCharEncodingHandler* encoder, int compression) {
+/// What is seen in the bytes of a file in this encoding. Of HTML, libxml2 leaves control characters out and
+/// nothing is seen.
+OutputCheck::Kind check_for(Syntax syntax, const xmlCharEncodingHandler* encoder) {
+    const auto is = [encoder](const char* name) { return std::strcmp(encoder->name, name) == 0; };
+    if (syntax == Syntax::html) return OutputCheck::Kind::none;
+    if (!encoder || is("UTF-8")) return OutputCheck::Kind::utf8;
+    if (is("UTF-16LE")) return OutputCheck::Kind::utf16_little_end;
+    if (is("UTF-16BE")) return OutputCheck::Kind::utf16_big_end;
+    if (is("ISO-8859-1") || is("ASCII") || is("US-ASCII") || is("HTML"))
+        return OutputCheck::Kind::references;
+    return OutputCheck::Kind::none;
+}
+
+}  // namespace
+
+xmlOutputBuffer* Opening::open_straight(const char* address, xmlCharEncodingHandler* encoder,
+                                        int compression) {
+    const auto earlier = WholeFiles::current_->earlier_opener_;
+    return (earlier ? earlier : __xmlOutputBufferCreateFilename)(address, encoder, compression);
+}
+
+xmlOutputBuffer* Opening::open_beside(const Replacement& replacement,
+                                      xmlCharEncodingHandler* encoder, int compression) {
+    XmlString text;
+    const char* const address = address_of(replacement.path(), text);
+    return address ? open_straight(address, encoder, compression) : nullptr;
+}
+
+/// Whether the document has a character that the file cannot hold, as far as it is known.
+bool Opening::has_unwritable(xmlCharEncodingHandler* encoder) {
+    WholeFiles& files = *WholeFiles::current_;
+    if (!files.doc_) return false;
+    files.found_ = find_unwritable(files.doc_, files.syntax_, encoder);
+    std::snprintf(files.encoding_, sizeof files.encoding_, "%s", encoder ? encoder->name : "UTF-8");
+    return static_cast<bool>(files.found_);
+}
+
+/// Whether what is written has such a character. Bytes of UTF-8 say it surely, and what a writer says; of
+/// references the document tells whether they are in the right place.
+bool Opening::has_unwritable(xmlCharEncodingHandler* encoder, const OutputCheck& check) {
+    const xmlError* const last = xmlGetLastError();
+    const bool writer_says_so =
+        WholeFiles::current_->met_unwritable_ ||
+        (last && (last->domain == XML_FROM_OUTPUT || last->domain == XML_FROM_I18N));
+    if (!writer_says_so && !check.found()) return false;
+    return has_unwritable(encoder) || writer_says_so || OutputCheck::is_sure(check.kind());
+}
+
+/// 1. makes a file beside the target, where that can be replaced;
+/// 2. where nobody can take back what is written, or nothing is seen in its bytes, looks through the
+///    document first;
+/// 3. opens the one or the other, and puts itself into the buffer.
+xmlOutputBuffer* Opening::open(const char* address, xmlCharEncodingHandler* encoder,
+                               int compression) {
     if (!address || memory_ran_out()) return nullptr;
     OwnedOutput output = Output::make(compression);
     if (!output) return nullptr;
     Replacement& replacement = output->replacement();
+    const bool is_prepared = prepare(replacement, address);
+    const OutputCheck::Kind check = check_for(WholeFiles::current_->syntax_, encoder);
+    if ((!is_prepared || check == OutputCheck::Kind::none) && has_unwritable(encoder))
+        return nullptr;
     xmlOutputBuffer* buffer = nullptr;
-    if (prepare(replacement, address)) buffer = open_beside(replacement, encoder, compression);
+    if (is_prepared) buffer = open_beside(replacement, encoder, compression);
     if (!buffer) {
         replacement.drop();
         buffer = open_straight(address, encoder, compression);
     }
     if (!buffer) return nullptr;
     xmlResetLastError();  // what was tried in vain is of no interest any more
-    Output::put(std::move(output), buffer);
+    Output::put(std::move(output), buffer, check);
     return buffer;
 }
 
-}  // namespace
-
 WholeFiles::WholeFiles() {
     xmlResetLastError();
-    earlier_opener = std::exchange(xmlOutputBufferCreateFilenameValue, open_whole);
+    current_ = this;
+    earlier_opener_ = std::exchange(xmlOutputBufferCreateFilenameValue, Opening::open);
 }
 
-WholeFiles::~WholeFiles() { xmlOutputBufferCreateFilenameValue = earlier_opener; }
+WholeFiles::~WholeFiles() {
+    xmlOutputBufferCreateFilenameValue = earlier_opener_;
+    current_ = nullptr;
+}
+
+void WholeFiles::will_write(const xmlDoc* doc, Syntax syntax) {
+    doc_ = doc;
+    syntax_ = syntax;
+}
+
+void WholeFiles::note_unwritable() { current_->met_unwritable_ = true; }
+
+XmlString WholeFiles::message() const { return found_ ? message_of(found_, encoding_) : nullptr; }
 
 }  // namespace valtrosse

@@ -1,4 +1,5 @@
 // Serialising a node.
+#include "dom/doc/memory_watch.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/owned.hpp"
 #include "utf8/text.hpp"
@@ -14,10 +15,14 @@ Result dump(Call& call, xmlNode* node, std::uint32_t format) {
     const XmlOwned<xmlOutputBuffer> buffer(xmlAllocOutputBuffer(nullptr));
     if (!buffer) return no_value;
     clear_stale_docs(node);
+    const MemoryWatch memory;
     xmlNodeDumpOutput(buffer.get(), document_for_lookup(node), node, 0, static_cast<int>(format),
                       nullptr);
     const xmlChar* const text = xmlOutputBufferGetContent(buffer.get());
-    if (!text) return failure(VT_OUT_OF_MEMORY);
+    if (!text || memory.ran_out()) return failure(VT_OUT_OF_MEMORY);
+    // In attributes of documents without an encoding it writes each byte of a surrogate as a character.
+    if (const xmlError* const last = xmlGetLastError(); last && last->domain == XML_FROM_OUTPUT)
+        return failure(VT_MALFORMED);
     return utf8_value<value_frame_size>(call, text, xmlOutputBufferGetSize(buffer.get()));
 }
 

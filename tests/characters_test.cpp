@@ -221,6 +221,78 @@ TEST_F(Characters, are_written_as_libxml2_writes_them) {
     }
 }
 
+TEST_F(Characters, that_are_markup) {
+    const Handle html = load_html("<x<y><!--a--b-->");
+    const struct {
+        const char* what;
+        std::uint32_t type;
+        std::u16string data, value;
+        const char* fault;  // null: it is written
+    } cases[] = {
+        {"comment", XML_COMMENT_NODE, u"a--b", u"", "a comment of element r has \"--\""},
+        {"comment's end", XML_COMMENT_NODE, u"a-", u"", "a comment"},
+        {"comment set", XML_COMMENT_NODE, u"a", u"--", "a comment"},
+        {"comment that is well", XML_COMMENT_NODE, u"-a- -->", u"-a- ->", nullptr},
+        {"instruction", XML_PI_NODE, u"pi", u"a?>b", "an instruction has \"?>\""},
+        {"target", XML_PI_NODE, u"XML", u"a", "a processing instruction"},
+        {"section", XML_CDATA_SECTION_NODE, u"a]]>b", u"", nullptr},
+        {"element", XML_ELEMENT_NODE, u"a b", u"", "an element a b"},
+        {"no element", XML_ELEMENT_NODE, u"", u"", "an element"},
+        {"digit", XML_ELEMENT_NODE, u"1a", u"", "an element"},
+        {"letters", XML_ELEMENT_NODE, u"\u00e9-1.\u00b7\u4e2d\u2c00", u"", nullptr},
+        {"no letter", XML_ELEMENT_NODE, u"a\u00d7", u"", "an element"},
+        {"reference", XML_ENTITY_REF_NODE, u"a;<b/>", u"", "an entity reference"},
+    };
+    for (const auto& [what, type, data, value, fault] : cases) {
+        const Handle doc = load("<r/>");
+        append(root(doc), with_value(make(doc, type, data), value.empty() ? data : value));
+        write(file.path(), old);
+        const Outcome outcome = call("xmlDOMDocSaveXMLFile", doc, file.path());
+        EXPECT_EQ(outcome.no_value(), fault != nullptr) << what;
+        if (fault) {
+            EXPECT_EQ(file.content(), old) << what;
+        } else {
+            EXPECT_NE(load_file(file.path()), 0U) << file.content();
+        }
+        if (what == cases[0].what) {
+            EXPECT_THAT(text("xmlDOMDocGetLastMsg", doc), HasSubstr(fault));
+        }
+    }
+    // Nodes of HTML have what its parser takes.
+    const Handle doc = load("<r/>");
+    append(root(doc), get("xmlDOMNodeImportNode", find(html, "//comment()"), 1, doc));
+    expect_no_value("xmlDOMDocSaveXMLFile", doc, file.path());
+    for (const auto& [property, value, is_well] : {std::tuple(0, "-//A//B 1.0", true),
+                                                   {0, "a\"b", false},
+                                                   {1, "a\"b", true},
+                                                   {1, "'\"", false}}) {
+        const Handle dtd = get("xmlDOMDocCreateDoctype", "r"), with_dtd = load("<r/>");
+        get("xmlDOMDoctypeSetProperty", dtd, 1, "r.dtd");
+        get("xmlDOMDoctypeSetProperty", dtd, property, value);
+        get("xmlDOMDocSetExternalDtd", with_dtd, dtd);
+        EXPECT_EQ(gives_no_value("xmlDOMDocSaveXMLFile", with_dtd, file.path()), !is_well) << value;
+        EXPECT_TRUE(!is_well || load_file(file.path()) != 0) << value;
+    }
+    // The parser keeps references in the URIs of namespaces.
+    const Handle declaring =
+        load("<!DOCTYPE r [<!ENTITY e 'x'>]><r xmlns='u&amp;v' xmlns:p='&e;'/>");
+    for (const char* uri : {"a&b", "a<b", "a&lt;b", "a\"'b", "\t\n"}) {
+        const Handle made = get("xmlDOMDocCreateNodeNS", declaring, XML_ELEMENT_NODE, "q:a", uri);
+        append(root(declaring), made);
+        const std::string before = dump(declaring);
+        ASSERT_NE(get("xmlDOMDocSaveXMLFile", declaring, file.path()), ~0U) << uri;
+        EXPECT_EQ(dump(declaring), before);
+        const Handle again = load_file(file.path());
+        ASSERT_NE(again, 0U) << file.content();
+        std::string wanted = uri;
+        if (const std::size_t at = wanted.find('&'); at != wanted.npos)
+            wanted.insert(at + 1, "#38;");
+        const Handle found = select(again, "/*/*").back();
+        EXPECT_EQ(text("xmlDOMNodeGetPropertyNS", found, 1), wanted);
+        EXPECT_EQ(text("xmlDOMNodeGetPropertyNS", root(again), 1), "u&#38;v");
+    }
+}
+
 TEST_F(Characters, of_a_document_type) {
     // What the parser read; Cyrillic, so that ISO-8859-1 has none of it.
     const char* const sh = "\u0448";

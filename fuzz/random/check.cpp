@@ -308,7 +308,6 @@ private:
         std::set<std::pair<std::string, std::string>> names;
         for (const NamespaceRef& ns : node->declarations)
             if (ns->uri.empty() || !is_plain(ns->uri) || is_reserved(ns->uri) ||
-                ns->uri.find_first_of("&<\"") != std::string::npos ||
                 (ns->prefix && (!is_name(*ns->prefix) || ns->prefix->starts_with("xml"))))
                 return false;
         for (const Node* attr : node->attributes) {

@@ -3,6 +3,8 @@
 #include <libxml/parser.h>
 
 #include <algorithm>
+#include <cctype>
+#include <cstring>
 #include <set>
 
 #include "fuzz/random/check.hpp"
@@ -158,13 +160,56 @@ bool holds(const Repertoire& repertoire, bool html, const Node* node) {
     }
 }
 
+/// What is not ASCII in the generator's words are letters.
+bool is_name(const Text& text) {
+    const auto starts = [](char c) {
+        return std::isalpha(static_cast<unsigned char>(c)) || c == '_' || c == ':' || c < 0;
+    };
+    return text && !text->empty() && starts(text->front()) &&
+           std::all_of(text->begin(), text->end(), [&](char c) {
+               return starts(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
+           });
+}
+
+/// Whether XML has markup for a node, whatever its characters.
+bool has_markup(const Node* node) {
+    const auto contains = [](const Text& text, const char* part) {
+        return text && text->find(part) != text->npos;
+    };
+    const auto is_name_or_none = [](const Text& text) { return !text || is_name(text); };
+    const bool has_names =
+        is_name(node->name) && is_name_or_none(node->ns ? node->ns->prefix : Text());
+    const auto is_public = [](char c) {
+        return std::isalnum(static_cast<unsigned char>(c)) ||
+               std::strchr(" \r\n-'()+,./:=?;!*#@$_%", c);
+    };
+    switch (node->type) {
+        case XML_ELEMENT_NODE:
+            for (const NamespaceRef& ns : node->declarations)
+                if (!is_name_or_none(ns->prefix)) return false;
+            return has_names;
+        case XML_ATTRIBUTE_NODE:
+        case XML_ENTITY_REF_NODE: return has_names;
+        case XML_COMMENT_NODE:
+            return !contains(node->content, "--") &&
+                   !(node->content && node->content->ends_with('-'));
+        case XML_PI_NODE: return has_names && node->name != "xml" && !contains(node->content, "?>");
+        case XML_DTD_NODE:
+            return has_names &&
+                   !(contains(node->system_id, "\"") && contains(node->system_id, "'")) &&
+                   (!node->public_id ||
+                    std::all_of(node->public_id->begin(), node->public_id->end(), is_public));
+        default: return true;
+    }
+}
+
 bool holds_all(const Repertoire& repertoire, bool html, const Node* node) {
     const auto below = [&](const std::vector<Node*>& nodes) {
         return std::all_of(nodes.begin(), nodes.end(),
                            [&](const Node* child) { return holds_all(repertoire, html, child); });
     };
     // What hangs below a reference is in no file, and the DTDs of the generator are ASCII.
-    if (!holds(repertoire, html, node)) return false;
+    if (!holds(repertoire, html, node) || (!html && !has_markup(node))) return false;
     return node->is_reference() || node->is_dtd() ||
            (below(node->attributes) && below(node->children));
 }
@@ -172,15 +217,15 @@ bool holds_all(const Repertoire& repertoire, bool html, const Node* node) {
 const std::string accepted_encodings[] = {"UTF-8", "UTF-16LE", "UTF-16BE", "ISO-8859-1",
                                           "ASCII", "US-ASCII", "HTML"};
 
-/// Stands for a message that says where a character is.
-const std::u16string of_a_character = u"\uFFFF";
+/// Stands for a message that says what cannot be written.
+const std::u16string not_written = u"\uFFFF";
 
 }  // namespace
 
-bool Session::refuses_a_character(const Node* document, const std::string& encoding) {
+bool Session::refuses_to_write(const Node* document, const std::string& encoding) {
     const bool html = document->type == XML_HTML_DOCUMENT_NODE;
     if (holds_all(Repertoire(encoding, html), html, document)) return false;
-    messages_[document->owner] = of_a_character;
+    messages_[document->owner] = not_written;
     return true;
 }
 
@@ -199,7 +244,7 @@ Expected Session::save_xml(const Args& args) {
         if (!handler) return none();
         encoding = handler->name;
     }
-    if (refuses_a_character(document, encoding) || !can_write(args.texts[1])) return none();
+    if (refuses_to_write(document, encoding) || !can_write(args.texts[1])) return none();
     Expected expected = node_or_none(document);
     if (keeps_all_characters(document->encoding.value_or("UTF-8")))
         expected.then = [this, document, path = args.texts[1]] { read_back(document, path); };
@@ -210,7 +255,7 @@ Expected Session::save_xml_format(const Args& args) {
     Node* const document = args.nodes[0];
     if (document->type != XML_DOCUMENT_NODE) return none();
     forest_.normalise(document);
-    if (refuses_a_character(document, args.texts[2]) || !can_write(args.texts[1])) return none();
+    if (refuses_to_write(document, args.texts[2]) || !can_write(args.texts[1])) return none();
     Expected expected = integer(0);
     if (args.integers[3] == 0 && keeps_all_characters(args.texts[2]))
         expected.then = [this, document, path = args.texts[1]] { read_back(document, path); };
@@ -224,7 +269,7 @@ Expected Session::save_html_format(const Args& args) {
     const auto* const accepted =
         std::find(std::begin(accepted_encodings), std::end(accepted_encodings), args.texts[2]);
     const bool is_accepted = accepted != std::end(accepted_encodings);
-    if (refuses_a_character(document, is_accepted ? args.texts[2] : "HTML") ||
+    if (refuses_to_write(document, is_accepted ? args.texts[2] : "HTML") ||
         !can_write(args.texts[1]))
         return none();
     Expected expected = integer(0);
@@ -271,7 +316,7 @@ Expected Session::transform(const Args& args) {
 Expected Session::get_message(const Args& args) {
     const auto found = messages_.find(args.nodes[0] ? args.nodes[0]->owner : 0);
     if (found == messages_.end()) return none();
-    if (found->second == of_a_character) return {.kind = Expected::Kind::some_text};
+    if (found->second == not_written) return {.kind = Expected::Kind::some_text};
     return {.kind = Expected::Kind::text, .text = found->second};
 }
 

@@ -14,7 +14,7 @@ const Words names{"a",  "b", "c", "k", "id",  "lang", "item", "a", "b",   "k",
                   "id", "é", "e", "e", "pic", "meta", "x y",  "",  "p:k", "1st"};
 const Words qnames{"p:a",  "p:k",      "q:a",    "q:k",     "p:b",     ":a",     ":k",    "p:id",
                    "q:id", "xml:lang", "xml:id", "xmlns:p", "xmlns:q", "xmlns:", "a:b:c", "plain"};
-const Words uris{"urn:p", "urn:q", "urn:x"};
+const Words uris{"urn:p", "urn:q", "urn:x", "a<b>\"'\tc"};
 const Words contents{"text",  "t",     "i1",         "i2",   "i3",   " i1  i2 ", "",
                      " ",     "\n  ",  "a&b<c>\"'d", "é",    "中文", "a--b",     "]]>",
                      "urn:p", "urn:x", "tail-",      "\x01", "😀"};

@@ -147,9 +147,9 @@ private:
     Expected notation_property(const Args& args);
     Expected element_by_id(const Args& args);
     bool can_write(const std::string& path) const;
-    /// Whether the document has a character that a file in this encoding cannot hold: then the call gives
-    /// no value, and the document has a message.
-    bool refuses_a_character(const Node* document, const std::string& encoding);
+    /// Whether the document has a character that a file in this encoding cannot hold, or what XML has no
+    /// markup for: then the call gives no value, and the document has a message.
+    bool refuses_to_write(const Node* document, const std::string& encoding);
     void read_back(Node* document, const std::string& path);
     void absorb_meta(Node* document);
     void end_tree(Node* node);

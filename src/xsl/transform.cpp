@@ -83,7 +83,7 @@ Result transform(Call& call, Deferred<HostText> xml_argument, Deferred<HostText>
     if (!stylesheet || memory.ran_out()) return no_value;
     const Owned<xmlDoc> result(xsltApplyStylesheet(stylesheet.get(), source.get(), nullptr));
     if (!result || memory.ran_out()) return no_value;
-    files.will_write(result.get(), syntax_of(stylesheet.get(), result.get()));
+    files.will_write(result.get(), syntax_of(stylesheet.get(), result.get()), true);
     const int written =
         xsltSaveResultToFilename(output_path.c_str(), result.get(), stylesheet.get(), 0);
     if (written != -1) return call.integer(static_cast<std::uint32_t>(written));

@@ -1,4 +1,5 @@
 // Doctype properties: the identifiers and the name of a DTD.
+#include "dom/node/markup.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/node/strings.hpp"
 #include "utf8/text.hpp"
@@ -35,6 +36,7 @@ Result set(Call& call, xmlNode* node, std::uint32_t property, HostText value) {
     }
     const xmlDoc* const doc = document_for_lookup(node);
     if (!replace_string(*field, text.text(), doc ? doc->dict : nullptr)) return no_value;
+    note_markup(node);
     return call.integer(0);
 }
 

@@ -1,6 +1,7 @@
 // DTDs of their own and DTDs of documents.
 #include "dom/doc/parse_dtd.hpp"
 #include "dom/node/free.hpp"
+#include "dom/node/markup.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/node/tree.hpp"
 #include "utf8/text.hpp"
@@ -10,6 +11,7 @@ namespace {
 
 /// The handle of a new DTD, which is freed when it cannot be handed over; no value for null.
 Result dtd_value(Call& call, xmlDtd* dtd) {
+    if (dtd) note_markup(reinterpret_cast<const xmlNode*>(dtd));
     const Result result = call.handle_or_no_value(dtd);
     if (result.failed()) _x_freeNode(reinterpret_cast<xmlNode*>(dtd));
     return result;

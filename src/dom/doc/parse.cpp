@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "dom/doc/memory_watch.hpp"
+#include "dom/node/markup.hpp"
 
 namespace valtrosse {
 namespace {
@@ -105,6 +106,14 @@ bool took_effect(Event<&xmlSAXHandler::startElementNs>, const xmlParserCtxt* con
     return true;
 }
 
+template <auto event, typename... T>
+void note_uris(Event<event>, T...) {}
+
+void note_uris(Event<&xmlSAXHandler::startElementNs>, const xmlChar*, const xmlChar*,
+               const xmlChar*, int count, const xmlChar** namespaces, int, int, const xmlChar**) {
+    for (; count > 0; --count, namespaces += 2) note_namespace_uri(namespaces[1]);
+}
+
 /// Watches one parse in this thread. The parser itself notices most failed allocations and stops, but
 /// not those below the calls by which it builds the tree and the DTD, and what is told of them may be
 /// gone with the next message: so each call is looked after.
@@ -146,6 +155,7 @@ private:
         static void run(void* data, T... args) {
             auto* const context = static_cast<xmlParserCtxt*>(data);
             (current_->handler_.*event)(context, args...);
+            note_uris(Event<event>(), args...);
             current_->look(context, !took_effect(Event<event>(), context, args...));
         }
     };
@@ -298,6 +308,7 @@ Parsed parse_xml(xmlParserCtxt* context, ParseWatch& watch) {
 /// Parses as htmlParseFile and htmlParseDoc do, without libxml2's limit of 256 levels, at which it cuts.
 Parsed parse_html(xmlParserCtxt* context, ParseWatch& watch) {
     watch.limit_levels(max_html_levels);
+    note_foreign_document();
     return whole(context, watch, [](xmlParserCtxt* made) {
         made->options |= XML_PARSE_HUGE;
         if (made->dict) xmlDictSetLimit(made->dict, 0);

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "dom/node/markup.hpp"
 #include "dom/node/tree.hpp"
 
 namespace valtrosse {
@@ -35,9 +36,6 @@ __attribute__((no_sanitize("address"))) const xmlChar* skip_plain(const xmlChar*
 }
 
 constexpr std::uint32_t largest_character = 0x10FFFF;
-
-bool is_high_surrogate(std::uint32_t character) { return character >> 10 == 0xD800 >> 10; }
-bool is_low_surrogate(std::uint32_t character) { return character >> 10 == 0xDC00 >> 10; }
 
 /// What an encoding has, without references.
 class Repertoire {
@@ -86,10 +84,11 @@ private:
 
 class Search {
 public:
-    Search(Syntax syntax, xmlCharEncodingHandler* encoder)
+    Search(Syntax syntax, xmlCharEncodingHandler* encoder, bool looks_at_markup)
         : syntax_(syntax),
           repertoire_(encoder),
-          has_pairs_(syntax == Syntax::xml && repertoire_.has_pairs()) {}
+          has_pairs_(syntax == Syntax::xml && repertoire_.has_pairs()),
+          looks_at_markup_(looks_at_markup && syntax == Syntax::xml) {}
 
     Unwritable run(const xmlDoc* doc) {
         const auto* const top = reinterpret_cast<const xmlNode*>(doc);
@@ -107,6 +106,7 @@ private:
         for (const xmlNode* node = top; node && !found_; node = next(node)) {
             if (node->type == XML_DTD_NODE) return dtd(reinterpret_cast<const xmlDtd*>(node));
             look_at(node);
+            markup(node);
             for (const xmlAttr* attr = first_attribute(node); attr && !found_; attr = attr->next)
                 attribute(attr);
         }
@@ -156,6 +156,7 @@ private:
     void attribute(const xmlAttr* attr) {
         const auto* const node = reinterpret_cast<const xmlNode*>(attr);
         name(node);
+        markup(node);
         for (const xmlNode* part = attr->children; part && !found_; part = part->next) {
             if (part->type == XML_TEXT_NODE) text(node, part->content);
             if (part->type == XML_ENTITY_REF_NODE) raw(node, part->name);
@@ -169,6 +170,7 @@ private:
         raw(top, dtd->name);
         raw(top, dtd->ExternalID);
         raw(top, dtd->SystemID);
+        markup(top);
         if (syntax_ != Syntax::xml) return;
         for (const xmlNode* node = dtd->children; node && !found_; node = node->next)
             declaration(node);
@@ -212,7 +214,7 @@ private:
                 text(node, entity->orig ? entity->orig : entity->content);
                 break;
             }
-            default: look_at(node);
+            default: look_at(node), markup(node);
         }
     }
 
@@ -223,6 +225,11 @@ private:
             raw(node, part->prefix);
             content(node, part->c1);
         }
+    }
+
+    void markup(const xmlNode* node) {
+        if (!looks_at_markup_ || found_) return;
+        if ((found_.fault = markup_fault(node))) found(node, 0, Unwritable::Why::no_markup);
     }
 
     // ---- Strings
@@ -264,6 +271,7 @@ private:
     Syntax syntax_;
     Repertoire repertoire_;
     bool has_pairs_;
+    bool looks_at_markup_;
     const xmlNode* place_of_notations_ = nullptr;
     Unwritable found_;
 };
@@ -285,8 +293,9 @@ const char* kind_of(const xmlNode* node) {
 
 }  // namespace
 
-Unwritable find_unwritable(const xmlDoc* doc, Syntax syntax, xmlCharEncodingHandler* encoder) {
-    return Search(syntax, encoder).run(doc);
+Unwritable find_unwritable(const xmlDoc* doc, Syntax syntax, xmlCharEncodingHandler* encoder,
+                           bool looks_at_markup) {
+    return Search(syntax, encoder, looks_at_markup).run(doc);
 }
 
 XmlString message_of(const Unwritable& found, const char* encoding) {
@@ -317,6 +326,7 @@ XmlString message_of(const Unwritable& found, const char* encoding) {
         case Unwritable::Why::no_character:
             std::snprintf(what, sizeof what, "U+%04X, which no file can hold", character);
             break;
+        case Unwritable::Why::no_markup: std::snprintf(what, sizeof what, "%s", found.fault); break;
     }
     char message[400];
     std::snprintf(message, sizeof message, "not written: %s%s%s has %s\n", kind_of(node), place,

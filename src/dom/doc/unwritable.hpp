@@ -33,6 +33,9 @@ inline bool read_character(const xmlChar*& text, std::uint32_t& character) {
     return true;
 }
 
+inline bool is_high_surrogate(std::uint32_t character) { return character >> 10 == 0xD800 >> 10; }
+inline bool is_low_surrogate(std::uint32_t character) { return character >> 10 == 0xDC00 >> 10; }
+
 /// The production Char of XML 1.0.
 inline bool is_character(std::uint32_t value) {
     if (value < 0x20) return value == '\t' || value == '\n' || value == '\r';
@@ -42,18 +45,20 @@ inline bool is_character(std::uint32_t value) {
 
 enum class Syntax { xml, html, text };
 
-/// A character that cannot be written, and where it is.
+/// A character that cannot be written, or a node for which there is no markup, and where it is.
 struct Unwritable {
-    const xmlNode* node = nullptr;  // null: every character can be written
+    const xmlNode* node = nullptr;  // null: all can be written
     std::uint32_t character = 0;    // its code point, or a byte that is no UTF-8
-    enum class Why { no_character, no_utf8, lacking } why = Why::no_character;
+    enum class Why { no_character, no_utf8, lacking, no_markup } why = Why::no_character;
+    const char* fault = nullptr;  // in words, of a node for which there is no markup
 
     explicit operator bool() const { return node != nullptr; }
 };
 
-/// The first character of the document, in document order, that cannot be written. encoder: null for
-/// UTF-8.
-Unwritable find_unwritable(const xmlDoc* doc, Syntax syntax, xmlCharEncodingHandler* encoder);
+/// The first thing in the document, in document order, that cannot be written. encoder: null for UTF-8.
+/// looks_at_markup: whether nodes of XML are looked at, too, beside characters.
+Unwritable find_unwritable(const xmlDoc* doc, Syntax syntax, xmlCharEncodingHandler* encoder,
+                           bool looks_at_markup);
 
 /// A line for people that says what was found; null without memory. encoding: the name of the file's.
 XmlString message_of(const Unwritable& found, const char* encoding);

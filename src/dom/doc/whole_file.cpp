@@ -13,6 +13,7 @@
 
 #include "common/replacement.hpp"
 #include "dom/doc/output_check.hpp"
+#include "dom/node/markup.hpp"
 #include "dom/owned.hpp"
 
 namespace valtrosse {
@@ -78,6 +79,8 @@ using OwnedOutput = std::unique_ptr<Output, OutputRelease>;
 struct Opening {
     static xmlOutputBuffer* open(const char* address, xmlCharEncodingHandler* encoder,
                                  int compression);
+    static xmlOutputBuffer* try_to_open(const char* address, xmlCharEncodingHandler* encoder,
+                                        int compression);
     static xmlOutputBuffer* open_straight(const char* address, xmlCharEncodingHandler* encoder,
                                           int compression);
     static xmlOutputBuffer* open_beside(const Replacement& replacement,
@@ -207,7 +210,7 @@ xmlOutputBuffer* Opening::open_beside(const Replacement& replacement,
 bool Opening::has_unwritable(xmlCharEncodingHandler* encoder) {
     WholeFiles& files = *WholeFiles::current_;
     if (!files.doc_) return false;
-    files.found_ = find_unwritable(files.doc_, files.syntax_, encoder);
+    files.found_ = find_unwritable(files.doc_, files.syntax_, encoder, files.looks_at_markup_);
     std::snprintf(files.encoding_, sizeof files.encoding_, "%s", encoder ? encoder->name : "UTF-8");
     return static_cast<bool>(files.found_);
 }
@@ -224,19 +227,20 @@ bool Opening::has_unwritable(xmlCharEncodingHandler* encoder, const OutputCheck&
 }
 
 /// 1. makes a file beside the target, where that can be replaced;
-/// 2. where nobody can take back what is written, or nothing is seen in its bytes, looks through the
-///    document first;
+/// 2. where nobody can take back what is written, or its bytes do not tell what is wrong, looks through
+///    the document first;
 /// 3. opens the one or the other, and puts itself into the buffer.
-xmlOutputBuffer* Opening::open(const char* address, xmlCharEncodingHandler* encoder,
-                               int compression) {
-    if (!address || memory_ran_out()) return nullptr;
+xmlOutputBuffer* Opening::try_to_open(const char* address, xmlCharEncodingHandler* encoder,
+                                      int compression) {
+    const WholeFiles& files = *WholeFiles::current_;
+    if (!address || memory_ran_out() || !files.has_escaped_uris_) return nullptr;
     OwnedOutput output = Output::make(compression);
     if (!output) return nullptr;
     Replacement& replacement = output->replacement();
     const bool is_prepared = prepare(replacement, address);
-    const OutputCheck::Kind check = check_for(WholeFiles::current_->syntax_, encoder);
-    if ((!is_prepared || check == OutputCheck::Kind::none) && has_unwritable(encoder))
-        return nullptr;
+    const OutputCheck::Kind check = check_for(files.syntax_, encoder);
+    const bool is_seen = is_prepared && check != OutputCheck::Kind::none && !files.looks_at_markup_;
+    if (!is_seen && has_unwritable(encoder)) return nullptr;
     xmlOutputBuffer* buffer = nullptr;
     if (is_prepared) buffer = open_beside(replacement, encoder, compression);
     if (!buffer) {
@@ -246,6 +250,14 @@ xmlOutputBuffer* Opening::open(const char* address, xmlCharEncodingHandler* enco
     if (!buffer) return nullptr;
     xmlResetLastError();  // what was tried in vain is of no interest any more
     Output::put(std::move(output), buffer, check);
+    return buffer;
+}
+
+xmlOutputBuffer* Opening::open(const char* address, xmlCharEncodingHandler* encoder,
+                               int compression) {
+    xmlOutputBuffer* const buffer = try_to_open(address, encoder, compression);
+    // Its writers forget the encoder that they made when nothing is opened.
+    if (!buffer && encoder) xmlCharEncCloseFunc(encoder);
     return buffer;
 }
 
@@ -260,9 +272,12 @@ WholeFiles::~WholeFiles() {
     current_ = nullptr;
 }
 
-void WholeFiles::will_write(const xmlDoc* doc, Syntax syntax) {
+void WholeFiles::will_write(const xmlDoc* doc, Syntax syntax, bool is_foreign) {
     doc_ = doc;
     syntax_ = syntax;
+    if (syntax != Syntax::xml) return;
+    looks_at_markup_ = is_foreign || may_have_markup_faults();
+    if (is_foreign || may_have_uris_to_escape()) has_escaped_uris_ = uris_.escape(doc);
 }
 
 void WholeFiles::note_unwritable() { current_->met_unwritable_ = true; }

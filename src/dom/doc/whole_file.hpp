@@ -4,6 +4,7 @@
 #include <libxml/globals.h>
 #include <libxml/xmlIO.h>
 
+#include "dom/doc/escaped_uris.hpp"
 #include "dom/doc/unwritable.hpp"
 
 namespace valtrosse {
@@ -26,12 +27,13 @@ public:
     WholeFiles(const WholeFiles&) = delete;
     WholeFiles& operator=(const WholeFiles&) = delete;
 
-    /// Says which document is about to be written. One with a character that the file could not hold is
-    /// not: the writer fails then, and message() tells where it is.
-    void will_write(const xmlDoc* doc, Syntax syntax);
+    /// Says which document is about to be written. One with a character that the file could not hold, or
+    /// with what XML has no markup for, is not: the writer fails then, and message() tells where it is. A
+    /// foreign document is one whose nodes this library neither parsed nor made.
+    void will_write(const xmlDoc* doc, Syntax syntax, bool is_foreign = false);
     /// Says so of a character that was met, for a writer that would leave it out.
     static void note_unwritable();
-    /// A line for people; null when no such character was found.
+    /// A line for people; null when nothing such was found.
     XmlString message() const;
 
 private:
@@ -43,6 +45,9 @@ private:
     xmlOutputBufferCreateFilenameFunc earlier_opener_;
     const xmlDoc* doc_ = nullptr;
     Syntax syntax_ = Syntax::xml;
+    bool looks_at_markup_ = false;
+    EscapedUris uris_;
+    bool has_escaped_uris_ = true;  // false without memory for them
     Unwritable found_;
     char encoding_[40] = "";
     bool met_unwritable_ = false;

@@ -4,6 +4,7 @@
 #include "dom/attr/reserved.hpp"
 #include "dom/doc/documents.hpp"
 #include "dom/node/free.hpp"
+#include "dom/node/markup.hpp"
 #include "dom/node/namespaces.hpp"
 #include "dom/node/tree.hpp"
 #include "dom/owned.hpp"
@@ -23,6 +24,7 @@ Result new_node(Call& call, xmlNode* node, xmlDoc* doc) {
     }
     if (!is_known_document(doc)) note_stale_doc();
     node->doc = doc;
+    note_markup(node);
     const Result result = call.handle(node);
     if (result.failed()) _x_freeNode(node);
     return result;
@@ -83,6 +85,7 @@ Result create_ns(Call& call, xmlDoc* doc, std::uint32_t type, HostText qname,
         _x_freeNode(node);
         return no_value;
     }
+    note_namespace_uri(uri.text());
     return new_node(call, node, doc);
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "dom/node/ids.hpp"
+#include "dom/node/markup.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/node/strings.hpp"
 #include "dom/node/text.hpp"
@@ -98,6 +99,7 @@ Result set_value(Call& call, xmlNode* node, HostText value) {
     if (!replace_string(content, text.text(), doc ? doc->dict : nullptr))
         return failure(VT_OUT_OF_MEMORY);
     node->content = const_cast<xmlChar*>(content);
+    note_markup(node);
     return call.handle(node);
 }
 

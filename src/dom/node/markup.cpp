@@ -1,0 +1,141 @@
+#include "dom/node/markup.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <iterator>
+
+#include "dom/doc/unwritable.hpp"
+
+namespace valtrosse {
+namespace {
+
+std::atomic<bool> has_faults = false;
+std::atomic<bool> has_uris_to_escape = false;
+
+struct Range {
+    std::uint32_t first, last;
+};
+
+template <std::size_t size>
+bool is_in(const Range (&ranges)[size], std::uint32_t character) {
+    return std::any_of(std::begin(ranges), std::end(ranges), [character](const Range& range) {
+        return character >= range.first && character <= range.last;
+    });
+}
+
+/// The productions NameStartChar and NameChar of XML 1.0, fifth edition, which libxml2 parses by.
+bool starts_name(std::uint32_t character) {
+    constexpr Range ranges[] = {
+        {'a', 'z'},       {'A', 'Z'},       {'_', '_'},       {':', ':'},
+        {0xC0, 0xD6},     {0xD8, 0xF6},     {0xF8, 0x2FF},    {0x370, 0x37D},
+        {0x37F, 0x1FFF},  {0x200C, 0x200D}, {0x2070, 0x218F}, {0x2C00, 0x2FEF},
+        {0x3001, 0xD7FF}, {0xF900, 0xFDCF}, {0xFDF0, 0xFFFD}, {0x10000, 0xEFFFF},
+    };
+    return is_in(ranges, character);
+}
+bool continues_name(std::uint32_t character) {
+    constexpr Range ranges[] = {
+        {'0', '9'}, {'-', '.'}, {0xB7, 0xB7}, {0x300, 0x36F}, {0x203F, 0x2040}};
+    return starts_name(character) || is_in(ranges, character);
+}
+
+/// The next character of a text; two surrogates are one.
+std::uint32_t next_character(const xmlChar*& text) {
+    std::uint32_t first = 0, second = 0;
+    read_character(text, first);
+    const xmlChar* after = text;
+    if (!is_high_surrogate(first) || !*after) return first;
+    if (!read_character(after, second) || !is_low_surrogate(second)) return first;
+    text = after;
+    return 0x10000 + ((first - 0xD800) << 10) + (second - 0xDC00);
+}
+
+bool is_name(const xmlChar* text) {
+    if (!text || !*text || !starts_name(next_character(text))) return false;
+    while (*text)
+        if (!continues_name(next_character(text))) return false;
+    return true;
+}
+
+bool is_name_or_null(const xmlChar* text) { return !text || is_name(text); }
+
+bool contains(const xmlChar* text, const char* part) {
+    return text && std::strstr(reinterpret_cast<const char*>(text), part);
+}
+
+/// Between one kind of quotes or the other.
+bool can_be_quoted(const xmlChar* text) { return !contains(text, "\"") || !contains(text, "'"); }
+
+bool is_public_identifier(const xmlChar* text) {
+    const char* const others = " \r\n-'()+,./:=?;!*#@$_%";
+    return std::all_of(text, text + xmlStrlen(text), [others](xmlChar c) {
+        return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z') ||
+               std::strchr(others, c);
+    });
+}
+
+constexpr const char* no_name = "what no name may have";
+
+const char* fault_of_element(const xmlNode* element) {
+    if (!is_name(element->name)) return no_name;
+    if (element->ns && !is_name_or_null(element->ns->prefix)) return no_name;
+    for (const xmlNs* ns = element->nsDef; ns; ns = ns->next)
+        if (!is_name_or_null(ns->prefix)) return no_name;
+    return nullptr;
+}
+
+const char* fault_of_comment(const xmlChar* text) {
+    const int length = xmlStrlen(text);
+    const bool ends = length > 0 && text[length - 1] == '-';
+    return ends || contains(text, "--") ? "\"--\", or \"-\" at its end" : nullptr;
+}
+
+const char* fault_of_instruction(const xmlNode* node) {
+    const bool is_xml = xmlStrcasecmp(node->name, reinterpret_cast<const xmlChar*>("xml")) == 0;
+    if (is_xml || !is_name(node->name)) return no_name;
+    return contains(node->content, "?>") ? "\"?>\"" : nullptr;
+}
+
+const char* fault_of_dtd(const xmlDtd* dtd) {
+    if (!is_name(dtd->name)) return no_name;
+    const bool is_well =
+        can_be_quoted(dtd->SystemID) && (!dtd->ExternalID || is_public_identifier(dtd->ExternalID));
+    return is_well ? nullptr : "what no identifier may have";
+}
+
+}  // namespace
+
+const char* markup_fault(const xmlNode* node) {
+    switch (node->type) {
+        case XML_ELEMENT_NODE: return fault_of_element(node);
+        case XML_ATTRIBUTE_NODE:
+            return is_name(node->name) && (!node->ns || is_name_or_null(node->ns->prefix))
+                       ? nullptr
+                       : no_name;
+        case XML_ENTITY_REF_NODE: return is_name(node->name) ? nullptr : no_name;
+        case XML_COMMENT_NODE: return fault_of_comment(node->content);
+        case XML_PI_NODE: return fault_of_instruction(node);
+        case XML_DTD_NODE: return fault_of_dtd(reinterpret_cast<const xmlDtd*>(node));
+        default: return nullptr;
+    }
+}
+
+bool needs_escape(const xmlChar* uri) {
+    return uri && std::strpbrk(reinterpret_cast<const char*>(uri), "&<\t\n\r");
+}
+
+void note_markup(const xmlNode* node) {
+    if (markup_fault(node)) has_faults = true;
+}
+
+void note_namespace_uri(const xmlChar* uri) {
+    if (needs_escape(uri)) has_uris_to_escape = true;
+}
+
+void note_foreign_document() { has_faults = true; }
+
+bool may_have_markup_faults() { return has_faults; }
+bool may_have_uris_to_escape() { return has_uris_to_escape; }
+
+}  // namespace valtrosse

@@ -142,6 +142,14 @@ void run(xmlParserCtxt* context, Syntax syntax, Parsed& parsed) {
     syntax == Syntax::xml ? xmlParseDocument(context) : htmlParseDocument(context);
     parsed.doc.reset(std::exchange(context->myDoc, nullptr));
     if (syntax == Syntax::xml && !context->wellFormed) parsed.doc = nullptr;
+    const xmlParserInputBuffer* const bytes = context->input->buf;
+    const bool is_undecoded =
+        bytes && (bytes->error == XML_IO_ENCODER || (bytes->raw && xmlBufUse(bytes->raw) > 0));
+    if (parsed.doc && is_undecoded) {
+        parsed.doc = nullptr;
+        parsed.reason =
+            "bytes that are none of the document's encoding: it was not read to its end\n";
+    }
     // To the parser a zero is the end.
     if (parsed.doc && context->input->cur < context->input->end) {
         parsed.doc = nullptr;

@@ -209,6 +209,25 @@ TEST_F(Hostile, texts_of_every_loader) {
               "none");
 }
 
+TEST_F(Hostile, texts_of_many_references) {
+    const int count = 50000 / (under_valgrind() ? 10 : 1);
+    const std::string entity(50000, 'x');
+    const auto load_with = [&](const std::string& references) {
+        return load("<!DOCTYPE r [<!ENTITY e '" + entity + "'><!ENTITY f '" + entity +
+                    "'>]><r k='" + references + "'>t" + references + "</r>");
+    };
+    for (const std::string& references : {times(count, "&e;"), times(count / 2, "&e;&f;")}) {
+        const Handle element = root(load_with(references));
+        const Handle attribute = get("xmlDOMNodeGetFirstAttribute", element);
+        EXPECT_EQ(call("xmlDOMElementGetAttribute", element, "k").status(), VT_TOO_LARGE);
+        for (const Handle node : {attribute, relative(element, 3)})
+            EXPECT_EQ(call("xmlDOMNodeGetValue", node).status(), VT_TOO_LARGE);
+        EXPECT_EQ(call("xmlDOMTextGetLength", relative(element, 3)).status(), VT_TOO_LARGE);
+    }
+    const Handle element = root(load_with(times(100, "&e;&f;")));
+    EXPECT_EQ(text("xmlDOMElementGetAttribute", element, "k").size(), 200 * entity.size());
+}
+
 TEST_F(Hostile, half_of_a_document_is_none) {
     const std::string rows = times(3000, "<p>a row</p>\n"), bad = "<p>\xFF\x80</p>";
     const std::string ascii =

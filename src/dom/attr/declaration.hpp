@@ -24,7 +24,9 @@ inline Result attribute_or_default_value(Call& call, const xmlAttr* found) {
     if (found->type == XML_ATTRIBUTE_DECL)
         return utf8_value<value_frame_size>(
             call, reinterpret_cast<const xmlAttribute*>(found)->defaultValue);
-    return utf8_value<value_frame_size>(call, attribute_value(found).get());
+    vt_status status = VT_OK;
+    const XmlString text = attribute_value(found, &status);
+    return status == VT_OK ? utf8_value<value_frame_size>(call, text.get()) : failure(status);
 }
 
 }  // namespace valtrosse

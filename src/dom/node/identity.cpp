@@ -66,15 +66,21 @@ Result name(Call& call, xmlNode* node) {
 /// The value of an attribute, CDATA section, processing instruction or comment; of a text node its
 /// text with that of all later text, CDATA and entity reference siblings. No value for other nodes.
 Result value(Call& call, xmlNode* node) {
+    vt_status status = VT_OK;
     switch (node->type) {
-        case XML_ATTRIBUTE_NODE:
-            return utf8_value(call, attribute_value(reinterpret_cast<xmlAttr*>(node)).get());
+        case XML_ATTRIBUTE_NODE: {
+            const XmlString text = attribute_value(reinterpret_cast<xmlAttr*>(node), &status);
+            return status == VT_OK ? utf8_value(call, text.get()) : failure(status);
+        }
         case XML_CDATA_SECTION_NODE:
         case XML_PI_NODE:
         case XML_COMMENT_NODE: return utf8_value(call, node->content);
         case XML_TEXT_NODE:
             if (!node->next) return utf8_value(call, node->content);
-            return utf8_value(call, sibling_text(node).get());
+            {
+                const XmlString text = sibling_text(node, &status);
+                return status == VT_OK ? utf8_value(call, text.get()) : failure(status);
+            }
         default: return no_value;
     }
 }
@@ -111,7 +117,9 @@ Result is_blank(Call& call, xmlNode* node) {
 /// The length in UTF-8 bytes of what value() gives for a text node.
 Result text_length(Call& call, xmlNode* node) {
     if (node->type != XML_TEXT_NODE) return no_value;
-    const XmlString text = sibling_text(node);
+    vt_status status = VT_OK;
+    const XmlString text = sibling_text(node, &status);
+    if (status != VT_OK) return failure(status);
     if (!text) return no_value;
     return call.integer(static_cast<std::uint32_t>(xmlStrlen(text.get())));
 }

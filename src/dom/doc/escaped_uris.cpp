@@ -65,8 +65,11 @@ EscapedUris::~EscapedUris() {
     }
 }
 
-bool EscapedUris::escape(const xmlDoc* doc) {
-    const auto* const top = reinterpret_cast<const xmlNode*>(doc);
+bool EscapedUris::escape(const xmlDoc* doc, xmlNode* top) {
+    if (top->type == XML_NAMESPACE_DECL) {
+        auto* const ns = reinterpret_cast<xmlNs*>(top);
+        return !needs_escape(ns->href) || replace(doc, ns);
+    }
     for (const xmlNode* node = top; node; node = next_in_subtree(node, top))
         for (xmlNs* ns = is_element(node) ? node->nsDef : nullptr; ns; ns = ns->next)
             if (needs_escape(ns->href) && !replace(doc, ns)) return false;

@@ -6,7 +6,7 @@
 namespace valtrosse {
 
 /// libxml2 writes the URI of a namespace as it is, with "&", "<", tabs and line ends: for as long as this
-/// lives, the declarations of a document have what must be written in their place.
+/// lives, the declarations of a tree have what must be written in their place.
 class EscapedUris {
 public:
     EscapedUris() = default;
@@ -14,8 +14,9 @@ public:
     EscapedUris(const EscapedUris&) = delete;
     EscapedUris& operator=(const EscapedUris&) = delete;
 
-    /// False without memory; then all stays as it is until the end.
-    bool escape(const xmlDoc* doc);
+    /// Escapes those of `top` and its subtree; `top` may be a document or a declaration, `doc` knows the
+    /// entities. False without memory; then some are not escaped.
+    bool escape(const xmlDoc* doc, xmlNode* top);
 
 private:
     struct Replaced {

@@ -277,7 +277,10 @@ void WholeFiles::will_write(const xmlDoc* doc, Syntax syntax, bool is_foreign) {
     syntax_ = syntax;
     if (syntax != Syntax::xml) return;
     looks_at_markup_ = is_foreign || may_have_markup_faults();
-    if (is_foreign || may_have_uris_to_escape()) has_escaped_uris_ = uris_.escape(doc);
+    if (is_foreign || may_have_uris_to_escape()) {
+        auto* const top = reinterpret_cast<xmlNode*>(const_cast<xmlDoc*>(doc));
+        has_escaped_uris_ = uris_.escape(doc, top);
+    }
 }
 
 void WholeFiles::note_unwritable() { current_->met_unwritable_ = true; }

@@ -1,5 +1,7 @@
 // Serialising a node.
+#include "dom/doc/escaped_uris.hpp"
 #include "dom/doc/memory_watch.hpp"
+#include "dom/node/markup.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/owned.hpp"
 #include "utf8/text.hpp"
@@ -16,8 +18,10 @@ Result dump(Call& call, xmlNode* node, std::uint32_t format) {
     if (!buffer) return no_value;
     clear_stale_docs(node);
     const MemoryWatch memory;
-    xmlNodeDumpOutput(buffer.get(), document_for_lookup(node), node, 0, static_cast<int>(format),
-                      nullptr);
+    xmlDoc* const doc = document_for_lookup(node);
+    EscapedUris uris;
+    if (may_have_uris_to_escape() && !uris.escape(doc, node)) return failure(VT_OUT_OF_MEMORY);
+    xmlNodeDumpOutput(buffer.get(), doc, node, 0, static_cast<int>(format), nullptr);
     const xmlChar* const text = xmlOutputBufferGetContent(buffer.get());
     if (!text || memory.ran_out()) return failure(VT_OUT_OF_MEMORY);
     // In attributes of documents without an encoding it writes each byte of a surrogate as a character.

@@ -273,6 +273,19 @@ TEST_F(Characters, that_are_markup) {
         EXPECT_EQ(gives_no_value("xmlDOMDocSaveXMLFile", with_dtd, file.path()), !is_well) << value;
         EXPECT_TRUE(!is_well || load_file(file.path()) != 0) << value;
     }
+    // Attributes that are written with the name of another, or of a declaration, in either order.
+    for (const char* name : {"q:k", "xmlns"}) {
+        const Handle twins = load("<r xmlns:q='u' q:k='v'/>");
+        const bool is_plain = name[0] == 'x';
+        if (is_plain)
+            get("xmlDOMElementSetAttributeNode", root(twins),
+                create(twins, XML_ATTRIBUTE_NODE, name));
+        EXPECT_FALSE(gives_no_value("xmlDOMDocSaveXMLFile", twins, file.path())) << name;
+        get("xmlDOMElementSetAttributeNodeNS", root(twins),
+            get("xmlDOMDocCreateNodeNS", twins, XML_ATTRIBUTE_NODE, is_plain ? ":k" : name, "w"));
+        EXPECT_TRUE(gives_no_value("xmlDOMDocSaveXMLFile", twins, file.path())) << name;
+        EXPECT_THAT(text("xmlDOMDocGetLastMsg", twins), HasSubstr("the name of another"));
+    }
     // The parser keeps references in the URIs of namespaces.
     const Handle declaring =
         load("<!DOCTYPE r [<!ENTITY e 'x'>]><r xmlns='u&amp;v' xmlns:p='&e;'/>");

@@ -171,6 +171,16 @@ bool is_name(const Text& text) {
            });
 }
 
+/// Whether each attribute and declaration of an element is written with another name.
+bool are_written_apart(const Node* element) {
+    std::set<std::string> names;
+    for (const NamespaceRef& ns : element->declarations)
+        names.insert(ns->prefix ? "xmlns:" + *ns->prefix : "xmlns");
+    return std::all_of(
+        element->attributes.begin(), element->attributes.end(),
+        [&](const Node* attr) { return names.insert(attr->qualified_name()).second; });
+}
+
 /// Whether XML has markup for a node, whatever its characters.
 bool has_markup(const Node* node) {
     const auto contains = [](const Text& text, const char* part) {
@@ -187,7 +197,7 @@ bool has_markup(const Node* node) {
         case XML_ELEMENT_NODE:
             for (const NamespaceRef& ns : node->declarations)
                 if (!is_name_or_none(ns->prefix)) return false;
-            return has_names;
+            return has_names && are_written_apart(node);
         case XML_ATTRIBUTE_NODE:
         case XML_ENTITY_REF_NODE: return has_names;
         case XML_COMMENT_NODE:

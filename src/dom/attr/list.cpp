@@ -2,6 +2,7 @@
 
 #include "dom/doc/documents.hpp"
 #include "dom/node/departure.hpp"
+#include "dom/node/markup.hpp"
 #include "dom/node/namespaces.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/node/tree.hpp"
@@ -27,6 +28,7 @@ xmlAttr* put_in_list(xmlNode* element, ListPlace place, xmlAttr* newattr) {
     }
     adopt(as_node(newattr), element);
     if (doc && _x_hasNsPriv(as_node(newattr))) note_own_records(doc);
+    note_markup(as_node(newattr));
     return old ? old : newattr;
 }
 

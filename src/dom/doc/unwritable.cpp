@@ -159,7 +159,7 @@ private:
         markup(node);
         for (const xmlNode* part = attr->children; part && !found_; part = part->next) {
             if (part->type == XML_TEXT_NODE) text(node, part->content);
-            if (part->type == XML_ENTITY_REF_NODE) raw(node, part->name);
+            if (part->type == XML_ENTITY_REF_NODE) look_at(part), markup(part);
         }
     }
 

@@ -56,13 +56,19 @@ bool is_deeper_than(const xmlNode* root, int levels) {
 /// Keeps the table of IDs of a document across a validation, which makes one of its own, and its
 /// dictionary from the keys of that table and of the one of references. A document without IDs has
 /// those that validation found, under their values: libxml2 enters them as they would be written.
-class KeptIds {
+/// For a value that has surrogates libxml2 also names an encoding; a document without one keeps none.
+class KeptParts {
 public:
-    explicit KeptIds(xmlDoc* doc) : doc_(doc), ids_(doc->ids), dict_(doc->dict) {
+    explicit KeptParts(xmlDoc* doc)
+        : doc_(doc), ids_(doc->ids), dict_(doc->dict), had_encoding_(doc->encoding) {
         doc->ids = nullptr;
         doc->dict = nullptr;
     }
-    ~KeptIds() {
+    ~KeptParts() {
+        if (!had_encoding_ && doc_->encoding) {
+            xmlFree(const_cast<xmlChar*>(doc_->encoding));
+            doc_->encoding = nullptr;
+        }
         const bool found = doc_->ids != nullptr;
         if (found) xmlFreeIDTable(static_cast<xmlIDTable*>(doc_->ids));
         // References name attributes without owning them; validation is all that reads them.
@@ -75,13 +81,14 @@ public:
         else if (found)
             enter_marked(doc_);
     }
-    KeptIds(const KeptIds&) = delete;
-    KeptIds& operator=(const KeptIds&) = delete;
+    KeptParts(const KeptParts&) = delete;
+    KeptParts& operator=(const KeptParts&) = delete;
 
 private:
     xmlDoc* doc_;
     void* ids_;
     xmlDict* dict_;
+    bool had_encoding_;
 };
 
 xmlValidityErrorFunc print_report() {
@@ -92,7 +99,7 @@ xmlValidityErrorFunc print_report() {
 }
 
 bool is_valid(xmlDoc* doc, xmlValidCtxt* context) {
-    const KeptIds kept(doc);
+    const KeptParts kept(doc);
     if (!doc->intSubset || !doc->intSubset->SystemID) return xmlValidateDocument(context, doc) == 1;
     const XmlString path(_x_pathFromDocDtdPaths(doc->URL, doc->intSubset->SystemID));
     const Owned<xmlDtd> dtd(parse_dtd(nullptr, path.get()));

@@ -85,7 +85,6 @@ Result create_ns(Call& call, xmlDoc* doc, std::uint32_t type, HostText qname,
         _x_freeNode(node);
         return no_value;
     }
-    note_namespace_uri(uri.text());
     return new_node(call, node, doc);
 }
 

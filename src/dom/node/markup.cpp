@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "dom/doc/unwritable.hpp"
+#include "dom/node/tree.hpp"
 
 namespace valtrosse {
 namespace {
@@ -85,6 +86,45 @@ const char* fault_of_element(const xmlNode* element) {
     return nullptr;
 }
 
+/// A name as it is written; HTML's names may have the colon themselves.
+struct WrittenName {
+    const xmlChar* prefix;
+    const xmlChar* name;
+
+    bool operator==(const WrittenName& other) const {
+        if (!prefix == !other.prefix)
+            return xmlStrEqual(name, other.name) && xmlStrEqual(prefix, other.prefix);
+        const WrittenName& two = prefix ? *this : other;
+        return xmlStrQEqual(two.prefix, two.name, prefix ? other.name : name);
+    }
+};
+
+WrittenName written_name(const xmlAttr* attr) {
+    return {attr->ns ? attr->ns->prefix : nullptr, attr->name};
+}
+const auto* const xmlns = reinterpret_cast<const xmlChar*>("xmlns");
+
+WrittenName written_name(const xmlNs* declaration) {
+    if (!declaration->prefix) return {nullptr, xmlns};
+    return {xmlns, declaration->prefix};
+}
+
+/// Whether another attribute or a declaration of the element is written with the same name.
+bool is_written_twice(const xmlAttr* attr) {
+    if (!attr->parent || !is_element(attr->parent)) return false;
+    const WrittenName name = written_name(attr);
+    for (const xmlAttr* other = attr->parent->properties; other; other = other->next)
+        if (other != attr && written_name(other) == name) return true;
+    for (const xmlNs* ns = attr->parent->nsDef; ns; ns = ns->next)
+        if (written_name(ns) == name) return true;
+    return false;
+}
+
+const char* fault_of_attribute(const xmlAttr* attr) {
+    if (!is_name(attr->name) || (attr->ns && !is_name_or_null(attr->ns->prefix))) return no_name;
+    return is_written_twice(attr) ? "the name of another" : nullptr;
+}
+
 const char* fault_of_comment(const xmlChar* text) {
     const int length = xmlStrlen(text);
     const bool ends = length > 0 && text[length - 1] == '-';
@@ -109,10 +149,7 @@ const char* fault_of_dtd(const xmlDtd* dtd) {
 const char* markup_fault(const xmlNode* node) {
     switch (node->type) {
         case XML_ELEMENT_NODE: return fault_of_element(node);
-        case XML_ATTRIBUTE_NODE:
-            return is_name(node->name) && (!node->ns || is_name_or_null(node->ns->prefix))
-                       ? nullptr
-                       : no_name;
+        case XML_ATTRIBUTE_NODE: return fault_of_attribute(reinterpret_cast<const xmlAttr*>(node));
         case XML_ENTITY_REF_NODE: return is_name(node->name) ? nullptr : no_name;
         case XML_COMMENT_NODE: return fault_of_comment(node->content);
         case XML_PI_NODE: return fault_of_instruction(node);
@@ -126,7 +163,9 @@ bool needs_escape(const xmlChar* uri) {
 }
 
 void note_markup(const xmlNode* node) {
-    if (markup_fault(node)) has_faults = true;
+    // The element of such an attribute may be given a declaration later.
+    const bool declares = is_attribute(node) && !node->ns && xmlStrEqual(node->name, xmlns);
+    if (declares || markup_fault(node)) has_faults = true;
 }
 
 void note_namespace_uri(const xmlChar* uri) {

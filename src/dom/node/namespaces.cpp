@@ -4,6 +4,7 @@
 
 #include "dom/doc/documents.hpp"
 #include "dom/node/departure.hpp"
+#include "dom/node/markup.hpp"
 #include "dom/node/ownership.hpp"
 #include "dom/node/scope.hpp"
 #include "dom/node/tree.hpp"
@@ -103,6 +104,7 @@ xmlNs* _x_xmlNewNsPriv(const xmlChar* uri, const xmlChar* prefix) {
         return nullptr;
     }
     set_mark(ns, private_record);
+    note_namespace_uri(uri);
     return ns;
 }
 

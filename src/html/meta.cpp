@@ -43,7 +43,7 @@ void put(xmlAttr* attr, xmlNode* text) {
 
 }  // namespace
 
-KeptMetaContent::KeptMetaContent(xmlDoc* doc) {
+KeptMetaContent::KeptMetaContent(xmlDoc* doc) : doc_(doc) {
     keep_first_of(doc->children);
     xmlNode* const html = first_element(doc->children, "html");
     xmlNode* const head = first_element(html ? html->children : doc->children, "head");
@@ -65,6 +65,7 @@ KeptMetaContent::~KeptMetaContent() {
         xmlNode* const made = place.parent ? place.parent->children : nullptr;
         if (!is_taken_back_ || made == place.first) continue;
         xmlUnlinkNode(made);
+        xmlSetTreeDoc(made, doc_);  // in a clone it has none, and its name is the dictionary's
         xmlFreeNode(made);
     }
 }

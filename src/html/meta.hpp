@@ -35,6 +35,7 @@ private:
 
     void keep_first_of(xmlNode* siblings);
 
+    xmlDoc* doc_;
     // The writer starts at the top of the document, in html or in head.
     Kept kept_[3];
     std::size_t count_ = 0;

@@ -60,7 +60,10 @@ bool is_deeper_than(const xmlNode* root, int levels) {
 class KeptParts {
 public:
     explicit KeptParts(xmlDoc* doc)
-        : doc_(doc), ids_(doc->ids), dict_(doc->dict), had_encoding_(doc->encoding) {
+        : doc_(doc),
+          ids_(doc->ids),
+          dict_(doc->dict),
+          had_encoding_(doc->encoding) {
         doc->ids = nullptr;
         doc->dict = nullptr;
     }

@@ -12,6 +12,7 @@
 #include "cli/handles.hpp"
 #include "cli/leaks.hpp"
 #include "cli/line_input.hpp"
+#include "cli/messages.hpp"
 #include "cli/network.hpp"
 #include "cli/options.hpp"
 #include "cli/ownership.hpp"
@@ -120,6 +121,7 @@ int run_in_engine(const cli::CommandLine& line, host::Host& host, Watchers& watc
     script::Engine engine(host, {.args = line.args,
                                  .module_directories = cli::module_directories(),
                                  .observer = watchers.observer(),
+                                 .capture_messages = cli::capture_messages,
                                  .calls_between_collections = calls_between_collections()});
     const PlaceOfRefused place(watchers, engine);
     int exit_code = 0;

@@ -18,6 +18,13 @@ namespace valtrosse::script {
 class CallObserver;
 struct Runtime;
 
+/// Keeps what the libraries below would write to standard error, from its making to its end.
+class MessageCapture {
+public:
+    virtual ~MessageCapture() = default;
+    virtual std::string text() const = 0;
+};
+
 struct Options {
     std::ostream* out = nullptr;  ///< print, console.log; null is std::cout
     std::ostream* err = nullptr;  ///< console.error, uncaught errors; null is std::cerr
@@ -28,6 +35,8 @@ struct Options {
     std::vector<std::string> module_directories{};
     /// Sees every call; outlives the engine. See observer.hpp.
     CallObserver* observer = nullptr;
+    /// For the script's global messagesOf; without it nothing is kept from standard error.
+    std::unique_ptr<MessageCapture> (*capture_messages)() = nullptr;
     /// For tests: all that can be collected is collected after every so many calls. 0: when it is time.
     unsigned calls_between_collections = 0;
 };

@@ -1,4 +1,7 @@
 // Reading and writing files, from the file system's side.
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -71,6 +74,19 @@ void rename_file(const std::string& from, const std::string& to) {
     check_path(to);
     if (std::rename(from.c_str(), to.c_str()) != 0) fail(from + " to " + to);
 }
+
+TemporaryFile::TemporaryFile(std::string_view content)
+    : descriptor_(memfd_create("vtdom", MFD_CLOEXEC)) {
+    if (descriptor_ < 0) fail("a temporary file");
+    try {
+        write_file(path(), content);
+    } catch (...) {
+        close(descriptor_);
+        throw;
+    }
+}
+TemporaryFile::~TemporaryFile() { close(descriptor_); }
+std::string TemporaryFile::path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
 
 std::string clean_source(std::string source, const std::string& name) {
     const std::string repaired = host::to_utf8(host::to_units(source));

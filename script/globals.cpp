@@ -1,4 +1,5 @@
-// print, console, args, readFile, writeFile, rename, exit, path8, gc and what prelude.js adds.
+// print, args, readFile, writeFile, rename, exit, messagesOf, withTemporaryFile, path8, gc, console and what
+// prelude.js adds.
 #include <algorithm>
 #include <chrono>
 #include <ostream>
@@ -103,6 +104,39 @@ void rename(Runtime& runtime, const JS::CallArgs& args) {
     const std::string from = path_argument(runtime, args, 0, "the first path for rename");
     rename_file(from, path_argument(runtime, args, 1, "the second path for rename"));
     args.rval().setUndefined();
+}
+
+JS::Value function_argument(const JS::CallArgs& args, unsigned index, const char* what) {
+    if (args.get(index).isObject() && JS::IsCallable(&args[index].toObject())) return args[index];
+    throw ScriptError(std::string(what) + " must be a function", JSEXN_TYPEERR);
+}
+
+/// Calls a function and gives what the libraries below had to say meanwhile. When it throws, that goes to
+/// standard error after all.
+void messages_of(Runtime& runtime, const JS::CallArgs& args) {
+    JSContext* const cx = runtime.cx;
+    const JS::RootedValue function(cx, function_argument(args, 0, "what messagesOf calls"));
+    const auto capture =
+        runtime.options.capture_messages == nullptr ? nullptr : runtime.options.capture_messages();
+    JS::RootedValue ignored(cx);
+    const bool returned =
+        JS::Call(cx, JS::UndefinedHandleValue, function, JS::HandleValueArray::empty(), &ignored);
+    const std::string words = capture == nullptr ? "" : capture->text();
+    if (!returned) *runtime.options.err << words;
+    check(returned);
+    args.rval().setString(check(new_string(cx, std::string_view(words))));
+}
+
+/// Calls a function with the path of a file that has a content, and gives what it gives.
+void with_temporary_file(Runtime& runtime, const JS::CallArgs& args) {
+    JSContext* const cx = runtime.cx;
+    const JS::RootedString text(cx, text_argument(args, 0, "the content for withTemporaryFile"));
+    const JS::RootedValue function(cx, function_argument(args, 1, "what withTemporaryFile calls"));
+    const TemporaryFile file(to_utf8(cx, text));
+    const JS::RootedString path(cx, check(path_string(cx, file.path())));
+    const JS::RootedValue argument(cx, JS::StringValue(path));
+    check(JS::Call(cx, JS::UndefinedHandleValue, function, JS::HandleValueArray(argument),
+                   args.rval()));
 }
 
 void exit(Runtime& runtime, const JS::CallArgs& args) {
@@ -245,6 +279,8 @@ constexpr JSFunctionSpec global_functions[] = {
     JS_FN("writeFile", native<write>, 2, JSPROP_ENUMERATE),
     JS_FN("rename", native<rename>, 2, JSPROP_ENUMERATE),
     JS_FN("exit", native<exit>, 1, JSPROP_ENUMERATE),
+    JS_FN("messagesOf", native<messages_of>, 1, JSPROP_ENUMERATE),
+    JS_FN("withTemporaryFile", native<with_temporary_file>, 2, JSPROP_ENUMERATE),
     JS_FN("path8", native<path8>, 1, JSPROP_ENUMERATE),
     JS_FN("gc", native<collect>, 0, JSPROP_ENUMERATE),
     JS_FN("structuredClone", native<structured_clone>, 1, 0),

@@ -205,6 +205,21 @@ std::string read_file(const std::string& path);
 void write_file(const std::string& path, std::string_view content);
 /// Gives a file or folder another name, in the place of a file that has it. Throws std::system_error.
 void rename_file(const std::string& from, const std::string& to);
+
+/// A file in memory, which others reach by its path for as long as this lives.
+class TemporaryFile {
+public:
+    /// Throws std::system_error.
+    explicit TemporaryFile(std::string_view content);
+    ~TemporaryFile();
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    std::string path() const;
+
+private:
+    int descriptor_;
+};
+
 /// A program text without a byte order mark and with a #! line made a comment; lines keep their
 /// numbers. Throws ScriptError for text that is not UTF-8; `name` is the file that it names.
 std::string clean_source(std::string source, const std::string& name);

@@ -9,7 +9,7 @@ const { Element, Attr } = require('./dom/element');
 const doctype = require('./dom/doctype');
 const document = require('./dom/document');
 const { NodeList, HTMLCollection, NamedNodeMap } = require('./dom/lists');
-const { bytePath, readPath, writePath, checkPath } = require('./dom/names');
+const { bytePath, checkPath } = require('./dom/names');
 const wide = require('./dom/wide');
 const html = require('./dom/html');
 require('./dom/relations');
@@ -22,6 +22,7 @@ const { guard } = require('./dom/missing');
 const { NodeFilter, NodeIterator, TreeWalker } = require('./dom/traversal');
 const { XPathResult, XPathEvaluator, XPathExpression } = require('./dom/evaluate');
 require('./dom/writer');
+const { transform, transformWith } = require('./dom/transform');
 
 const known = ['keepBlanks', 'url'];
 
@@ -49,7 +50,12 @@ function textOf(source) {
     if (!ArrayBuffer.isView(source) && !(source instanceof ArrayBuffer)) return String(source);
     const bytes = ArrayBuffer.isView(source)
         ? new Uint8Array(source.buffer, source.byteOffset, source.byteLength) : new Uint8Array(source);
-    return new TextDecoder(encodingOf(bytes)).decode(bytes);
+    const encoding = encodingOf(bytes);
+    try {
+        return new TextDecoder(encoding, { fatal: true }).decode(bytes);
+    } catch (error) {
+        throw new ParseError(`the text cannot be parsed: ${error.message}`, []);
+    }
 }
 
 /** The encoding of XML as its first bytes say. */
@@ -88,21 +94,17 @@ exports.parseHTMLString = function parseHTMLString(source, options) {
     return parse('the text', undefined, options, keepBlanks => html.load(text, keepBlanks));
 };
 
-/** Applies the stylesheet of one file to another and writes the result to a third; gives the number of bytes
-    written. */
-exports.transform = function transform(xml, xsl, out) {
-    const [from, sheet, to] = [xml, xsl, out].map(checkPath);
-    const written = xmlXSLTransformFile(readPath(from), readPath(sheet), writePath(to));
-    if (written === undefined) throw new Error(`cannot transform ${from} with ${sheet} to ${to}`);
-    return written;
+const DOMParser = parserOf(text => exports.parseString(text), text => exports.parseHTMLString(text));
+/** The result of a stylesheet as a Document, whatever the stylesheet's output method is. */
+exports.transformToDocument = function transformToDocument(source, sheet, options) {
+    return exports.parseString(transformWith(source, sheet, options, true));
 };
 
-const DOMParser = parserOf(text => exports.parseString(text), text => exports.parseHTMLString(text));
 const { Document, DocumentFragment, DOMImplementation, implementation } = document;
 const { CharacterData, Text, CDATASection, Comment, ProcessingInstruction } = data;
 const { DocumentType, Entity, Notation, EntityReference } = doctype;
 Object.assign(exports, {
-    implementation, DOMException, ParseError, DOMImplementation, Node, NodeList, HTMLCollection, NamedNodeMap, DOMTokenList, Document,
+    transform, implementation, DOMException, ParseError, DOMImplementation, Node, NodeList, HTMLCollection, NamedNodeMap, DOMTokenList, Document,
     DocumentFragment, DocumentType, Entity, Notation, EntityReference, Element, Attr, CharacterData, Text,
     CDATASection, Comment, ProcessingInstruction, XPathResult, XPathEvaluator, XPathExpression,
     NodeFilter, NodeIterator, TreeWalker, DOMParser, XMLSerializer

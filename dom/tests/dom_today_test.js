@@ -184,5 +184,42 @@ table('walks', walks, [
      '<c><d>2</d></c>']
 ]);
 
+// Last, since parses differ after the first one.
+const sheets = () => {
+    const X = 'xmlns:xsl="http://www.w3.org/1999/XSL/Transform" version="1.0"';
+    const folder = args[0] + '/s p\u00FC';
+    const sheet = (body, output = '') => `<xsl:stylesheet ${X}><xsl:output ${output}/>${body}</xsl:stylesheet>`;
+    const text = sheet('<xsl:param name="p" select="1"/><xsl:template match="/"><o><xsl:copy-of select="$p"/>' +
+                       '<br/><xsl:value-of select="//b"/></o></xsl:template>', 'method="html" encoding="ISO-8859-1"');
+    writeFile(folder + '.xsl', text);
+    const importer = sheet('<xsl:import href="s%20p%C3%BC.xsl"/>').replace(/(<xsl:output[^>]*>)(.*)(?=<\/)/, '$2$1');
+    writeFile(folder + 'i.xsl', importer);
+    return {
+        dom, sheet, folder, imports: dom.parseFile(folder + 'i.xsl'), byUrl: dom.parseString(importer, { url: folder }),
+        doc: dom.parseString('<?xml version="1.0" encoding="ISO-8859-1"?><a><b>\u00FC\u20AC</b></a>'), by: dom.parseString(text),
+        page: dom.parseHTMLString('<b>\u00E4<br>'), run: (...all) => dom.transform(...all).trim().replace('\n', ''),
+        wordsOf(act) { try { return act(); } catch (error) { return error.message.split('\n').slice(1).join(' '); } }
+    };
+};
+table('stylesheets', sheets, [
+    ['run(doc, by)', '<o>1<br>\u00FC\u20AC</o>'],
+    ['run(doc, by, {params: {p: "it\'s \\"a\\"<&"}})', '<o>it\'s "a"&lt;&amp;<br>\u00FC\u20AC</o>'],
+    ['[1e21, -1e-7, NaN, -Infinity, false].map(p => /o>(.*?)<br/.exec(run(doc, by, {params: {p}}))[1])',
+     '1e+21 -1e-07 NaN -Infinity false'],
+    ['dom.transformToDocument(doc, by).documentElement', '<o>1<br/>\u00FC\u20AC</o>'],
+    ['run(page, folder + ".xsl")', '<o>1<br>\u00E4</o>'],
+    ['[imports, byUrl].map(by => dom.transformToDocument(doc, by, {params: {p: 2}}).documentElement)',
+     Array(2).fill('<o>2<br/>\u00FC\u20AC</o>').join(' ')],
+    ['[dom.transform(doc, by, folder), readFile(folder, "binary").length]', '21 21'],
+    ['wordsOf(() => dom.transform(doc, dom.parseString("<x/>"), folder))',
+     'compilation error: file the stylesheet line 2 element x xsltParseStylesheetProcess : document is not a stylesheet '],
+    ['wordsOf(() => dom.transform(doc, dom.parseString(sheet("<xsl:template match=\'/\'><xsl:message terminate=\'yes\'>' +
+     'no</xsl:message></xsl:template>"))))', 'no '],
+    ['wordsOf(() => doc.save("/none/x")).slice(0, 43)', 'I/O error : No such file or directory I/O e'],
+    ['dom.transform(doc, by, {params: {p: []}})', 'TypeError'], ['dom.transform(doc, by, {params: {"a:b": 1}})', 'TypeError'],
+    ['dom.transform(doc.documentElement, by)', 'TypeError'], ['dom.transform(doc, by, {param: 1})', 'TypeError'],
+    ['dom.parseString(new Uint8Array([60, 97, 62, 255, 60, 47, 97, 62]))', 'ParseError']
+]);
+
 print(failures + ' failed');
 exit(failures ? 1 : 0);

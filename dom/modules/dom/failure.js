@@ -34,6 +34,15 @@ function split(words, text, skipped = 0) {
     });
 }
 
+/** What a call gives, and what libxml2 and libxslt had to say of it: {given, words}. Hosts without messagesOf
+    leave the words to standard error. */
+function heard(call) {
+    if (typeof messagesOf !== 'function') return { given: call(), words: '' };
+    let given;
+    const words = messagesOf(() => { given = call(); });
+    return { given, words };
+}
+
 /** The error of what cannot be parsed, with the parser's latest words or a reason; `text` and `skipped` as for
     split. */
 function failed(what, { url, text, skipped, reason = '' } = {}) {
@@ -42,4 +51,4 @@ function failed(what, { url, text, skipped, reason = '' } = {}) {
                           split(words ?? '', text, skipped), url);
 }
 
-Object.assign(exports, { ParseError, failed, split });
+Object.assign(exports, { ParseError, failed, split, heard });

@@ -6,6 +6,7 @@ const { Document, documentOf } = require('./document');
 const { escape, checkPath, writePath, bytePath } = require('./names');
 const namespaces = require('./namespaces');
 const wide = require('./wide');
+const { heard } = require('./failure');
 const { optionsOf } = require('./exception');
 
 const UP = 0;
@@ -121,17 +122,19 @@ Object.defineProperty(Node.prototype, 'toString', {
 /** Writes a document. */
 function save(document, path, options) {
     const file = checkPath(path), { encoding, format } = optionsOf(options, 'encoding', 'format');
-    const refused = () => new Error(`cannot write ${file}` + (encoding ? ` in ${encoding}` : ''));
+    const refused = words =>
+        new Error(`cannot write ${file}` + (encoding ? ` in ${encoding}` : '') + (words ? `:\n${words}` : ''));
     if (document[CLUSTER].isHtml) return saveHtml(document, file, encoding, format, refused);
     const before = document.encoding;
     if (encoding) document.encoding = encoding;
     const copy = format ? wide.load(formatted(document), 1) : undefined;
     if (copy) xmlDOMDocSetProperty(copy.doc, 1, document.encoding ?? 'UTF-8');
-    const written = xmlDOMDocSaveXMLFile(copy ? copy.doc : document[HANDLE], writePath(file));
+    const { given: written, words } = heard(() =>
+        xmlDOMDocSaveXMLFile(copy ? copy.doc : document[HANDLE], writePath(file)));
     if (copy) xmlDOMDocFreeDoc(copy.doc);
     if (written !== undefined) return;
     document.encoding = before;
-    throw refused();
+    throw refused(words);
 }
 
 const htmlEncodings =
@@ -143,9 +146,9 @@ function saveHtml(document, file, wanted, format, refused) {
         if (wanted) throw refused();
         encoding = 'UTF-8';
     }
-    const written =
-        xmlHTMLDocSaveFormatFile(document[HANDLE], bytePath(file), encoding, format ? 1 : 0);
-    if (written === undefined) throw refused();
+    const { given, words } = heard(() =>
+        xmlHTMLDocSaveFormatFile(document[HANDLE], bytePath(file), encoding, format ? 1 : 0));
+    if (given === undefined) throw refused(words);
 }
 
 // ---- Validating ---------------------------------------------------------------------------------

@@ -210,7 +210,7 @@ TEST_F(Hostile, texts_of_every_loader) {
 }
 
 TEST_F(Hostile, texts_of_many_references) {
-    const int count = 50000 / (under_valgrind() ? 10 : 1);
+    const std::size_t count = 50000 / (under_valgrind() ? 10 : 1);
     const std::string entity(50000, 'x');
     const auto load_with = [&](const std::string& references) {
         return load("<!DOCTYPE r [<!ENTITY e '" + entity + "'><!ENTITY f '" + entity +

@@ -105,7 +105,7 @@ TEST_F(Saves, a_target_keeps_what_it_is) {
     };
 
     const std::string target = in_folder("target");
-    for (const mode_t mode : {0600, 0640, 04755}) {
+    for (const mode_t mode : {0600U, 0640U, 04755U}) {
         put(target, "old");
         chmod(target.c_str(), mode);
         EXPECT_TRUE(saves(doc, target));
@@ -220,7 +220,7 @@ TEST_F(Saves, two_at_once_leave_one_of_both) {
     const std::string texts[] = {"<a>" + std::string(30000, 'a') + "</a>", "<b/>"};
     std::string wholes[2];
     std::vector<Handle> docs;
-    for (int i = 0; i < 2; ++i) {
+    for (std::size_t i = 0; i < 2; ++i) {
         docs.push_back(load(texts[i]));
         wholes[i] = (saves(docs[i], target), content(target));
     }

@@ -113,7 +113,8 @@ void OutputCheck::look_at_utf16(const std::uint8_t* bytes, std::size_t count) {
                 continue;
             }
         }
-        const unsigned unit = is_big ? bytes[0] << 8 | bytes[1] : bytes[1] << 8 | bytes[0];
+        const unsigned first = bytes[0], second = bytes[1];
+        const unsigned unit = is_big ? first << 8 | second : second << 8 | first;
         const bool is_second = unit >= 0xDC00 && unit < 0xE000;
         found_ = is_second != is_second_due_ || unit >= 0xFFFE ||
                  (unit < 0x20 && is_control(static_cast<std::uint8_t>(unit)));

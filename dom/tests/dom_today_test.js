@@ -184,6 +184,24 @@ table('walks', walks, [
      '<c><d>2</d></c>']
 ]);
 
+// Handles are slots, which follow each other, or addresses: many of either kind cost each what few cost.
+const costs = () => {
+    const { HandleTable } = require('dom/handles');
+    const costOf = (count, handleOf) => {
+        const start = performance.now();
+        for (let done = 0; done < 65536; done += count) {
+            const table = new HandleTable();
+            for (let i = 0; i < count; ++i) table.set(handleOf(i), i);
+            for (let i = 0; i < count; ++i) if (table.get(handleOf(i)) !== i) throw new Error('lost');
+        }
+        return performance.now() - start;
+    };
+    return { grows: handleOf => costOf(65536, handleOf) > 15 * Math.max(costOf(1024, handleOf), 2) };
+};
+table('costs', costs, [
+    ['grows(i => 0x40040000 + i)', 'false'], ['grows(i => 0x57FB7000 + 64 * i)', 'false'], ['grows(i => 0x57FB7000 + 120 * i)', 'false']
+]);
+
 // Last, since parses differ after the first one.
 const sheets = () => {
     const X = 'xmlns:xsl="http://www.w3.org/1999/XSL/Transform" version="1.0"';

@@ -3,7 +3,10 @@
 'use strict';
 
 const smallest = 64;        // a power of two
-const LOWEST_BITS = 4;      // which say nothing, as nodes are larger than that
+
+/** Where to begin looking for a handle. Addresses differ in all but their lowest four bits, slots in their lowest
+    ones: either way neighbours get places of their own. */
+const place = handle => handle ^ (handle >>> 4);
 
 class HandleTable {
     constructor() { this.#clear(smallest); }
@@ -11,7 +14,7 @@ class HandleTable {
     /** The object of a handle; undefined for none. */
     get(handle) {
         const keys = this.#keys, mask = keys.length - 1;
-        for (let i = (handle >>> LOWEST_BITS) & mask; ; i = (i + 1) & mask) {
+        for (let i = place(handle) & mask; ; i = (i + 1) & mask) {
             const key = keys[i];
             if (key === handle) return this.#objects[i];
             if (key === 0) return undefined;
@@ -21,7 +24,7 @@ class HandleTable {
 
     set(handle, object) {
         const keys = this.#keys, mask = keys.length - 1;
-        let i = (handle >>> LOWEST_BITS) & mask;
+        let i = place(handle) & mask;
         while (keys[i] !== 0 && keys[i] !== handle) i = (i + 1) & mask;
         if (keys[i] === 0) ++this.#size;
         keys[i] = handle;
@@ -31,7 +34,7 @@ class HandleTable {
     /** Forgets a handle; its place stays taken until the table grows. */
     delete(handle) {
         const keys = this.#keys, mask = keys.length - 1;
-        for (let i = (handle >>> LOWEST_BITS) & mask; keys[i] !== 0; i = (i + 1) & mask)
+        for (let i = place(handle) & mask; keys[i] !== 0; i = (i + 1) & mask)
             if (keys[i] === handle) this.#objects[i] = undefined;
     }
 

@@ -1,6 +1,6 @@
 // Builds an Atom feed from nothing and moves parts of another document into it.
 // vtdom atom.js OUTPUT_FOLDER
-const dom = require('./lib/dom');
+const functions = require('./lib/functions');
 const build = require('./lib/build');
 const places = require('./lib/places');
 const report = require('./lib/report');
@@ -25,11 +25,11 @@ function createFeed() {
         atom(doc, 'updated', {}, ['2024-03-09T16:40:00Z']),
         atom(doc, 'author', {}, [atom(doc, 'name', {}, ['Zo\u00eb \u65bd'])]),
         build.element(doc, 'dc:rights', DUBLIN_CORE, {}, ['Public domain']),
-        xmlDOMDocCreateNode(doc, dom.Type.COMMENT, ' newest last ')
+        xmlDOMDocCreateNode(doc, functions.Type.COMMENT, ' newest last ')
     ]);
     xmlDOMElementSetAttributeNodeNS(feed, build.attribute(doc, 'xml:lang', 'en', XML));
 
-    const style = xmlDOMDocCreateNode(doc, dom.Type.INSTRUCTION, 'xml-stylesheet');
+    const style = xmlDOMDocCreateNode(doc, functions.Type.INSTRUCTION, 'xml-stylesheet');
     xmlDOMNodeSetValue(style, 'type="text/css" href="feed.css"');
     build.append(doc, [style, feed]);
     return doc;
@@ -37,7 +37,7 @@ function createFeed() {
 
 /** An entry for a note: its text is taken out of the notes and put into the feed. */
 function moveNote(note, doc) {
-    const text = dom.select(note, 'h:div')[0];
+    const text = functions.select(note, 'h:div')[0];
     const title = xmlDOMElementGetAttribute(note, 'title');
     const date = xmlDOMElementGetAttribute(note, 'on');
 
@@ -47,7 +47,7 @@ function moveNote(note, doc) {
         atom(doc, 'id', {}, ['urn:example:tea:' + date]),
         atom(doc, 'updated', {}, [date]),
         atom(doc, 'summary', { type: 'html' }, [
-            xmlDOMDocCreateNode(doc, dom.Type.CDATA, '<b>' + title + '</b> &middot; see below')
+            xmlDOMDocCreateNode(doc, functions.Type.CDATA, '<b>' + title + '</b> &middot; see below')
         ]),
         atom(doc, 'content', { type: 'xhtml' }, [text])
     ]);
@@ -65,31 +65,31 @@ function saveAndCheck(doc, path) {
     print(report.indent(readFile(path)));
 
     report.section('Loaded again');
-    const again = dom.load(path, 0);
+    const again = functions.load(path, 0);
     const life = LIBXMLLife.new().addInternal(again);
     const feed = xmlDOMDocGetRootNode(again);
-    const texts = dom.select(feed, '*[local-name()="entry"]/*[local-name()="content"]/h:div');
+    const texts = functions.select(feed, '*[local-name()="entry"]/*[local-name()="content"]/h:div');
     report.check('the root is in the namespace of Atom', xmlDOMNodeGetPropertyNS(feed, 1) === ATOM);
     report.check('xml:lang is en', xmlDOMElementGetAttributeNS(feed, 'lang', XML) === 'en');
     report.check('the title reads as it was written',
-        dom.value(feed, '*[local-name()="title"]/text()') === 'Tea & notes <2024>');
+        functions.value(feed, '*[local-name()="title"]/text()') === 'Tea & notes <2024>');
     report.check('both moved texts are XHTML', texts.length === 2 && texts.every(text => {
         return xmlDOMNodeGetPropertyNS(text, 1) === XHTML;
     }));
     report.check('the rating is still in the namespace of the notes',
-        xmlDOMElementGetAttributeNS(dom.select(feed, '//h:img')[0], 'rating', 'urn:example:notes')
+        xmlDOMElementGetAttributeNS(functions.select(feed, '//h:img')[0], 'rating', 'urn:example:notes')
             === '4');
 }
 
 const feed = createFeed();
-const notes = dom.load(places.data('tea-notes.xml'), 0);
+const notes = functions.load(places.data('tea-notes.xml'), 0);
 const lives = [LIBXMLLife.new().addInternal(feed), LIBXMLLife.new().addInternal(notes)];
 
 report.section('A text moves');
-dom.select(xmlDOMDocGetRootNode(notes), 'n:note').forEach((note, i) => {
+functions.select(xmlDOMDocGetRootNode(notes), 'n:note').forEach((note, i) => {
     if (i === 0) {
         print('in the notes, which declare h and n at the root:\n' +
-              report.indent(xmlDOMNodeDumpNode(dom.select(note, 'h:div')[0], 0)));
+              report.indent(xmlDOMNodeDumpNode(functions.select(note, 'h:div')[0], 0)));
     }
     const text = moveNote(note, feed);
     if (i === 0) {

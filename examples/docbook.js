@@ -1,6 +1,6 @@
 // Turns a real article into HTML with the real DocBook stylesheets, and reads the result.
 // vtdom docbook.js OUTPUT_FOLDER
-const dom = require('./lib/dom');
+const functions = require('./lib/functions');
 const places = require('./lib/places');
 const report = require('./lib/report');
 
@@ -10,10 +10,10 @@ function oneLine(text) {
 
 /** The headings of an HTML page, in order: {level, title}. */
 function headings(root) {
-    return dom.select(root, '//h1 | //h2 | //h3 | //h4').map(heading => {
+    return functions.select(root, '//h1 | //h2 | //h3 | //h4').map(heading => {
         return {
             level: Number(xmlDOMNodeGetName(heading).substr(1)),
-            title: oneLine(dom.text(heading))
+            title: oneLine(functions.text(heading))
         };
     });
 }
@@ -30,7 +30,7 @@ report.check('the file has as many bytes as the function says',
     readFile(html, 'binary').length === bytes);
 
 report.section('The headings of the HTML page');
-const page = dom.loadHTML(html, 1);
+const page = functions.loadHTML(html, 1);
 const life = LIBXMLLife.new().addInternal(page);
 const found = headings(xmlDOMDocGetRootNode(page));
 found.forEach(heading => {
@@ -40,12 +40,12 @@ found.forEach(heading => {
 // From now on this process loads external DTDs and replaces entity references when it parses: a
 // transformation switches both on. The article's sections can so be counted against the headings.
 report.section('The article itself');
-const article = dom.load(places.mimeArticle, 0);
+const article = functions.load(places.mimeArticle, 0);
 const articleLife = LIBXMLLife.new().addInternal(article);
-const sections = dom.select(xmlDOMDocGetRootNode(article), '//sect1 | //sect2');
+const sections = functions.select(xmlDOMDocGetRootNode(article), '//sect1 | //sect2');
 report.check('each of its ' + sections.length + ' sections has its heading, in order',
     sections.every(section => {
-        const title = oneLine(dom.text(dom.select(section, 'title')[0]));
+        const title = oneLine(functions.text(functions.select(section, 'title')[0]));
         while (found.length > 0 && found[0].title !== title) found.shift();
         return found.length > 0;
     }));

@@ -1,6 +1,6 @@
 // Lists what a document's DTD declares, entities of all kinds and notations, and where it is used.
 // vtdom entities.js OUTPUT_FOLDER
-const dom = require('./lib/dom');
+const functions = require('./lib/functions');
 const places = require('./lib/places');
 const report = require('./lib/report');
 
@@ -16,7 +16,7 @@ function describe(entity) {
 function listEntities(doc) {
     report.section('Entities');
     // A handle list like that of a selection. The declarations belong to the DTD: nothing to free.
-    const rows = dom.handles(xmlDOMDocGetEntities(doc)).map(describe).sort();
+    const rows = functions.handles(xmlDOMDocGetEntities(doc)).map(describe).sort();
     const head = ['name', 'kind', 'system identifier', 'notation', 'public identifier'];
     report.table([head].concat(rows));
     writeFile(places.output('entities.txt'),
@@ -30,7 +30,7 @@ function listNotations(doc) {
     const life = LIBXMLLife.new().addInternal(chain);     // ends the whole chain
     const rows = [];
     for (let notation = chain; notation;
-         notation = xmlDOMNodeGetRelative(notation, dom.Step.FIRST_CHILD)) {
+         notation = xmlDOMNodeGetRelative(notation, functions.Step.FIRST_CHILD)) {
         rows.push([
             xmlDOMNodeGetName(notation),
             xmlDOMNotationGetProperty(notation, 1) || '',
@@ -45,13 +45,13 @@ function listNotations(doc) {
 
 /** References stay nodes of the tree; their first child is the declaration. */
 function listReferences(node) {
-    dom.children(node).forEach(child => {
+    functions.children(node).forEach(child => {
         const type = xmlDOMNodeGetType(child);
-        if (type === dom.Type.ENTITY_REFERENCE) {
-            const declaration = xmlDOMNodeGetRelative(child, dom.Step.FIRST_CHILD);
+        if (type === functions.Type.ENTITY_REFERENCE) {
+            const declaration = xmlDOMNodeGetRelative(child, functions.Step.FIRST_CHILD);
             print('  in ' + xmlDOMNodeGetName(node) + ': ' + xmlDOMNodeDumpNode(child, 0) + ' is ' +
                   xmlDOMNodeDumpNode(declaration, 0).trim());
-        } else if (type === dom.Type.ELEMENT) {
+        } else if (type === functions.Type.ELEMENT) {
             listReferences(child);
         }
     });
@@ -60,17 +60,17 @@ function listReferences(node) {
 /** Unparsed entities are named by attributes; the DTD has the file and the viewer. */
 function listFiles(doc) {
     const byName = {};
-    dom.handles(xmlDOMDocGetEntities(doc)).forEach(entity => {
+    functions.handles(xmlDOMDocGetEntities(doc)).forEach(entity => {
         byName[xmlDOMNodeGetName(entity)] = entity;
     });
-    dom.select(xmlDOMDocGetRootNode(doc), '//@file').forEach(attribute => {
+    functions.select(xmlDOMDocGetRootNode(doc), '//@file').forEach(attribute => {
         const entity = byName[xmlDOMNodeGetValue(attribute)];
-        print('  ' + xmlDOMNodeGetName(xmlDOMNodeGetRelative(attribute, dom.Step.PARENT)) + ': ' +
+        print('  ' + xmlDOMNodeGetName(xmlDOMNodeGetRelative(attribute, functions.Step.PARENT)) + ': ' +
               xmlDOMEntityGetProperty(entity, 1) + ', for ' + xmlDOMEntityGetProperty(entity, 2));
     });
 }
 
-const book = dom.load(places.data('tea-book.xml'), 0);
+const book = functions.load(places.data('tea-book.xml'), 0);
 const life = LIBXMLLife.new().addInternal(book);
 listEntities(book);
 listNotations(book);

@@ -1,11 +1,11 @@
 // Reads a large real HTML page, its sections and where its links go; saves it in two encodings.
 // vtdom html.js OUTPUT_FOLDER
-const dom = require('./lib/dom');
+const functions = require('./lib/functions');
 const places = require('./lib/places');
 const report = require('./lib/report');
 
 function countLinks(root) {
-    return dom.select(root, '//a[@href]').length;
+    return functions.select(root, '//a[@href]').length;
 }
 
 function look(page) {
@@ -13,23 +13,23 @@ function look(page) {
     report.section('The page');
     report.table([
         ['file', places.htmlPage],
-        ['title', dom.text(dom.select(root, '//title')[0])],
-        ['encoding', xmlDOMDocGetProperty(page, dom.Property.ENCODING)],
-        ['elements', String(dom.select(root, '//*').length)],
+        ['title', functions.text(functions.select(root, '//title')[0])],
+        ['encoding', xmlDOMDocGetProperty(page, functions.Property.ENCODING)],
+        ['elements', String(functions.select(root, '//*').length)],
         ['links', String(countLinks(root))]
     ]);
 
     report.section('Sections, and the links in them');
-    report.table(dom.select(root, '//dt[.//span[@class="reference"]]').map(term => {
+    report.table(functions.select(root, '//dt[.//span[@class="reference"]]').map(term => {
         return [
-            dom.text(dom.select(term, './/a')[0]),
-            dom.select(term, 'following-sibling::dd[1]//a[@href]').length
+            functions.text(functions.select(term, './/a')[0]),
+            functions.select(term, 'following-sibling::dd[1]//a[@href]').length
         ];
     }));
 
     report.section('The last links');
-    report.table(dom.select(root, '//a[@href]').slice(-8).map(link => {
-        return [dom.text(link), xmlDOMElementGetAttribute(link, 'href')];
+    report.table(functions.select(root, '//a[@href]').slice(-8).map(link => {
+        return [functions.text(link), xmlDOMElementGetAttribute(link, 'href')];
     }));
 }
 
@@ -41,18 +41,18 @@ function saveAndCheck(page, encoding) {
     }
     print('  ' + path + ': ' + readFile(path, 'binary').length + ' bytes');
 
-    const again = dom.loadHTML(path, 1);
+    const again = functions.loadHTML(path, 1);
     const life = LIBXMLLife.new().addInternal(again);
     const before = xmlDOMDocGetRootNode(page), after = xmlDOMDocGetRootNode(again);
     report.check('the page says that it is in ' + encoding,
-        xmlDOMDocGetProperty(again, dom.Property.ENCODING) === encoding);
+        xmlDOMDocGetProperty(again, functions.Property.ENCODING) === encoding);
     report.check('all links are there', countLinks(after) === countLinks(before));
-    const title = dom.text(dom.select(after, '//h1')[0]);
+    const title = functions.text(functions.select(after, '//h1')[0]);
     report.check('"' + title + '" reads the same, no-break spaces too',
-        title === dom.text(dom.select(before, '//h1')[0]));
+        title === functions.text(functions.select(before, '//h1')[0]));
 }
 
-const page = dom.loadHTML(places.htmlPage, 1);
+const page = functions.loadHTML(places.htmlPage, 1);
 const life = LIBXMLLife.new().addInternal(page);
 look(page);
 

@@ -1,6 +1,6 @@
 // Validates documents against the real DocBook DTD, and tells what an empty report means.
 // vtdom validate.js OUTPUT_FOLDER
-const dom = require('./lib/dom');
+const functions = require('./lib/functions');
 const build = require('./lib/build');
 const places = require('./lib/places');
 const report = require('./lib/report');
@@ -11,7 +11,7 @@ const report = require('./lib/report');
  */
 function dtdPath(doc, systemId) {
     if (/\./.test(systemId) && /\//.test(systemId)) return systemId;
-    const url = xmlDOMDocGetProperty(doc, dom.Property.URL) || '';
+    const url = xmlDOMDocGetProperty(doc, functions.Property.URL) || '';
     return url.substr(0, url.lastIndexOf('/') + 1) + systemId;
 }
 
@@ -41,8 +41,8 @@ function validate(doc) {
     const text = xmlDOMDocValidateDTD(doc);
     if (text !== '') return { verdict: 'not valid', report: text };
 
-    const doctype = dom.children(doc).filter(node => {
-        return xmlDOMNodeGetType(node) === dom.Type.DOCTYPE;
+    const doctype = functions.children(doc).filter(node => {
+        return xmlDOMNodeGetType(node) === functions.Type.DOCTYPE;
     })[0];
     const systemId = doctype && xmlDOMDoctypeGetProperty(doctype, 1);
     if (systemId && !isLoadable(dtdPath(doc, systemId))) {
@@ -56,7 +56,7 @@ function validate(doc) {
 /** Gives every paragraph a hundred attributes that the DTD does not know. */
 function breakEverywhere(doc) {
     for (let i = 0; i < 100; i++) {
-        dom.select(xmlDOMDocGetRootNode(doc), '//para').forEach(para => {
+        functions.select(xmlDOMDocGetRootNode(doc), '//para').forEach(para => {
             xmlDOMElementSetAttributeNode(para, build.attribute(doc, 'wrong-' + i, ''));
         });
     }
@@ -77,9 +77,9 @@ function show(title, doc, expected) {
     report.check('that was expected', result.verdict === expected);
 }
 
-show('A valid article', dom.load(places.data('article.xml'), 1), 'valid');
-show('A broken article', dom.load(places.data('broken-article.xml'), 1), 'not valid');
+show('A valid article', functions.load(places.data('article.xml'), 1), 'valid');
+show('A broken article', functions.load(places.data('broken-article.xml'), 1), 'not valid');
 show('An article with more mistakes than a report holds',
-    breakEverywhere(dom.load(places.data('article.xml'), 1)), 'not valid, too much to report');
+    breakEverywhere(functions.load(places.data('article.xml'), 1)), 'not valid, too much to report');
 show('A document whose DTD is not there (libxml2 says so on standard error)',
     xmlDOMDocLoadXMLString('<!DOCTYPE note SYSTEM "./absent.dtd"><note/>', 1), 'DTD not found');

@@ -1,4 +1,5 @@
 // vtdom: runs JavaScript with the script functions of the Valtrosse DOM library.
+#include <fcntl.h>
 #include <libexslt/exslt.h>
 #include <unistd.h>
 
@@ -41,6 +42,15 @@ int complain(std::string message, int exit_code = cannot_start) {
     std::cout.flush();
     std::cerr << "vtdom: " << message << '\n';
     return exit_code;
+}
+
+/// Opens something in the place of what is closed of standard input, output and error: else the next file has
+/// its number, and what a script prints is in that file. Reading or writing there fails, as before.
+void hold_standard_places() {
+    for (int place = STDIN_FILENO; place <= STDERR_FILENO; ++place) {
+        if (fcntl(place, F_GETFD) < 0)
+            open("/dev/null", place == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
 }
 
 void list_functions(const host::Host& host) {
@@ -168,6 +178,7 @@ int execute(const cli::CommandLine& line) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    hold_standard_places();
     std::ios::sync_with_stdio(false);
     try {
         int exit_code = 0;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <ostream>
 
 #include "script/calls.hpp"
 
@@ -70,6 +71,8 @@ void note_weight(Runtime& runtime, const BoundFunction& bound,
 void call_function(Runtime& runtime, const JS::CallArgs& args) {
     const JS::Value slot = js::GetFunctionNativeReserved(&args.callee(), function_slot);
     const auto& bound = *static_cast<const BoundFunction*>(slot.toPrivate());
+    // The library may write there, too, and what was printed comes first.
+    if (bound.saves) runtime.options.out->flush();
     call_host(runtime, args, bound, [&](std::span<const host::Argument> arguments) {
         host::Outcome outcome = runtime.host.call(*bound.function, arguments);
         if (bound.source != BoundFunction::none) {
@@ -90,6 +93,8 @@ BoundFunction bind(JSContext* cx, const host::Function& function) {
     if (std::find(paths.begin(), paths.end(), function.name) != paths.end()) {
         bound.byte_path = parameter_named(function, "filepath");
     }
+    bound.saves =
+        function.name.find("Save") != std::string::npos || function.name == "xmlXSLTransformFile";
     for (const auto& [name, source] : document_functions) {
         if (name == function.name) bound.source = parameter_named(function, source);
     }

@@ -163,6 +163,16 @@ expect "shell on a terminal" 4 out '"1.6.0.6"' \
 grep -v '^#' history | diff - <(printf '%s\n' 'xmlDOMUtilGetVersion()' 'function f() {' 'return 4;' '}' \
     'exit(f())') >err || fail "shell on a terminal: history"
 
+expect "a save to standard output" 0 out "<last/>" \
+    run -e 'print("first"); xmlDOMDocSaveXMLFile(xmlDOMDocLoadXMLString("<last/>", 0), "-")'
+[[ $(head -1 out) == first ]] || fail "a save to standard output: before what was printed"
+# Nothing that a script opens is in the place of a standard output that is closed.
+closed() { "$vtdom" --plugin "$plugin" "$@" >&-; }
+expect "standard output closed" 1 err "cannot write to standard output" closed -e 'print("lost");
+    xmlDOMDocSaveXMLFile(xmlDOMDocCreateDoc("1.0"), "kept.xml")'
+[[ $(<kept.xml) == '<?xml version="1.0"?>' ]] || fail "standard output closed: text in a file"
+closed -e '1' || fail "standard output closed, nothing to say"
+
 expect "missing script" 2 err "absent.js" run absent.js
 one_line "missing script"
 expect "missing plugin" 2 err "absent.so" "$vtdom" --plugin ./absent.so -e 1

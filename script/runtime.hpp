@@ -56,7 +56,7 @@ struct BoundFunction {
     static constexpr std::size_t none = static_cast<std::size_t>(-1);
     const host::Function* function;
     std::size_t byte_path = none;  ///< the parameter that is a path of one byte per unit
-    bool saves = false;  ///< may write to standard output
+    bool saves = false;            ///< may write to standard output
     std::size_t source = none;     ///< what a document is made of: path, text or document
     std::vector<JS::PropertyKey> parameters{};  ///< their names, pinned
 };

@@ -17,6 +17,10 @@ namespace {
 
 bool belongs_to_document(const Node* dtd) { return dtd->parent || dtd->external; }
 
+bool is_same_word(const std::string& text, const char* word) {
+    return xmlStrcasecmp(to_xml(text), to_xml(word)) == 0;
+}
+
 /// A message as it comes back: U+FFFD where something cannot cross.
 std::u16string message_text(const std::string& bytes) {
     if (bytes.size() > 4998) return {};
@@ -213,15 +217,65 @@ bool has_markup(const Node* node) {
     }
 }
 
-bool holds_all(const Repertoire& repertoire, bool html, const Node* node) {
+/// `except` and what hangs below it is left out.
+bool holds_all(const Repertoire& repertoire, bool html, const Node* node, const Node* except) {
+    if (node == except) return true;
     const auto below = [&](const std::vector<Node*>& nodes) {
-        return std::all_of(nodes.begin(), nodes.end(),
-                           [&](const Node* child) { return holds_all(repertoire, html, child); });
+        return std::all_of(nodes.begin(), nodes.end(), [&](const Node* child) {
+            return holds_all(repertoire, html, child, except);
+        });
     };
     // What hangs below a reference is in no file, and the DTDs of the generator are ASCII.
     if (!holds(repertoire, html, node) || (!html && !has_markup(node))) return false;
     return node->is_reference() || node->is_dtd() ||
            (below(node->attributes) && below(node->children));
+}
+
+/// The content attribute of an element that names the content type; null for another element.
+const Node* content_type_of(const Node* meta) {
+    const Node* content = nullptr;
+    bool names_type = false;
+    for (const Node* attr : meta->attributes) {
+        if (attr->children.size() != 1 || !attr->children.front()->is_text()) continue;
+        const std::string value = attr->children.front()->content.value_or("");
+        if (is_same_word(attr->name, "http-equiv") && is_same_word(value, "Content-Type"))
+            names_type = true;
+        else if (is_same_word(attr->name, "content"))
+            content = attr;
+        if (names_type && content) return content;
+    }
+    return nullptr;
+}
+
+/// The attribute that the HTML writer gives another text before it writes; null where there is none. It
+/// looks in the head or, where there is a meta element before that, around this one.
+const Node* set_by_html_writer(const Node* document, const std::string& encoding) {
+    const auto place_of = [](const Node* parent, std::initializer_list<const char*> names) {
+        return std::find_if(
+            parent->children.begin(), parent->children.end(), [&](const Node* child) {
+                return child->is_element() &&
+                       std::any_of(names.begin(), names.end(), [child](const char* name) {
+                           return is_same_word(child->name, name);
+                       });
+            });
+    };
+    const Node* parent = document;
+    auto place = place_of(parent, {"html", "head", "meta"});
+    for (const char* const name : {"html", "head"}) {
+        if (place == parent->children.end() || !is_same_word((*place)->name, name)) continue;
+        parent = *place;
+        place = is_same_word(name, "html") ? place_of(parent, {"head", "meta"})
+                                           : parent->children.begin();
+    }
+    for (; place != parent->children.end(); ++place) {
+        if (!(*place)->is_element() || !is_same_word((*place)->name, "meta")) continue;
+        const Node* const content = content_type_of(*place);
+        if (!content) continue;
+        const std::string value = content->children.front()->content.value_or("");
+        const bool stays = xmlStrcasestr(to_xml(value), to_xml(encoding)) != nullptr;
+        return stays || content->ns ? nullptr : content;
+    }
+    return nullptr;
 }
 
 const std::string accepted_encodings[] = {"UTF-8", "UTF-16LE", "UTF-16BE", "ISO-8859-1",
@@ -232,9 +286,10 @@ const std::u16string not_written = u"\uFFFF";
 
 }  // namespace
 
-bool Session::refuses_to_write(const Node* document, const std::string& encoding) {
+bool Session::refuses_to_write(const Node* document, const std::string& encoding,
+                               const Node* except) {
     const bool html = document->type == XML_HTML_DOCUMENT_NODE;
-    if (holds_all(Repertoire(encoding, html), html, document)) return false;
+    if (holds_all(Repertoire(encoding, html), html, document, except)) return false;
     messages_[document->owner] = not_written;
     return true;
 }
@@ -279,8 +334,10 @@ Expected Session::save_html_format(const Args& args) {
     const auto* const accepted =
         std::find(std::begin(accepted_encodings), std::end(accepted_encodings), args.texts[2]);
     const bool is_accepted = accepted != std::end(accepted_encodings);
-    if (refuses_to_write(document, is_accepted ? args.texts[2] : "HTML") ||
-        !can_write(args.texts[1]))
+    const std::string& named = args.texts[2];
+    const Node* const set =
+        named == "HTML" ? nullptr : set_by_html_writer(document, is_accepted ? named : "UTF-8");
+    if (refuses_to_write(document, is_accepted ? named : "HTML", set) || !can_write(args.texts[1]))
         return none();
     Expected expected = integer(0);
     expected.then = [this, document] { absorb_meta(document); };

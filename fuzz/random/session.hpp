@@ -149,7 +149,8 @@ private:
     bool can_write(const std::string& path) const;
     /// Whether the document has a character that a file in this encoding cannot hold, or what XML has no
     /// markup for: then the call gives no value, and the document has a message.
-    bool refuses_to_write(const Node* document, const std::string& encoding);
+    bool refuses_to_write(const Node* document, const std::string& encoding,
+                          const Node* except = nullptr);
     void read_back(Node* document, const std::string& path);
     void absorb_meta(Node* document);
     void end_tree(Node* node);

@@ -110,12 +110,12 @@ bool is_valid(xmlDoc* doc, xmlValidCtxt* context) {
 }
 
 /// Validates a document against its DTD: gives libxml2's report, empty for a valid document. No value
-/// for a node that is no document, and for a tree of more than 10000 levels.
+/// for a node that is no document, and for a tree of more than 10000 levels. Status 1 without memory.
 Result validate(Call& call, xmlNode* node) {
     if (!is_document(node) || is_deeper_than(node, max_levels)) return no_value;
     const Report report;
     const Owned<xmlValidCtxt> context(xmlNewValidCtxt());
-    if (!report.file() || !context) return no_value;
+    if (!report.file() || !context) return failure(VT_OUT_OF_MEMORY);
     context->userData = report.file();
     context->error = context->warning = print_report();
 

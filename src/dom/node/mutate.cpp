@@ -87,11 +87,12 @@ bool may_be_linked(const xmlNode* parent, const xmlNode* newnode) {
     return !newnode->children || !is_at_or_above(newnode, parent);
 }
 
-/// What a node needs before it is taken out of its place, from where it goes on to `destination` (null:
-/// no document). False without memory.
-bool prepare_to_leave(Departure& leaving, xmlNode* node, const xmlDoc* destination = nullptr) {
+/// What a node needs before it is taken out of its place, from where it goes on to `new_parent` (null:
+/// nowhere). False without memory.
+bool prepare_to_leave(Departure& leaving, xmlNode* node, const xmlNode* new_parent = nullptr) {
+    // A node that hangs nowhere asks for no walk up, so a script may build downwards without end.
     const xmlDoc* const doc = node->parent ? containing_document(node) : nullptr;
-    return !doc || leaving.prepare(node, doc == destination);
+    return !doc || leaving.prepare(node, new_parent && doc == containing_document(new_parent));
 }
 
 /// Takes a node that is prepared out of its place; nothing happens to a node that hangs nowhere.
@@ -186,7 +187,7 @@ Result add_child(Call& call, std::uint32_t position, Deferred<xmlNode*> node_arg
         merge.complete(text, newnode, position == before);
         return call.handle(text);
     }
-    if (!prepare_to_leave(leaving, newnode, containing_document(parent)))
+    if (!prepare_to_leave(leaving, newnode, parent))
         return failure(VT_OUT_OF_MEMORY);
     take_out(leaving, newnode);
     xmlNode* const next = position == before ? node : position == after ? node->next : nullptr;
@@ -214,8 +215,7 @@ Result replace(Call& call, xmlNode* node, xmlNode* newnode) {
     // the time of the other's.
     Departure of_node;
     Departure of_newnode;
-    if (!prepare_to_leave(of_node, node) ||
-        !prepare_to_leave(of_newnode, newnode, containing_document(parent)))
+    if (!prepare_to_leave(of_node, node) || !prepare_to_leave(of_newnode, newnode, parent))
         return failure(VT_OUT_OF_MEMORY);
     take_out(of_newnode, newnode);
     xmlNode* const next = node->next;

@@ -28,6 +28,11 @@ static_assert(sizeof(xmlNsType) == sizeof(std::uint32_t));
 
 const auto* const xml_prefix = reinterpret_cast<const xmlChar*>("xml");
 
+/// Whether the after-link step may find something to do: no leaf without namespaces has any.
+bool may_have_namespaces(const xmlNode* root) {
+    return first_child(root) || (is_element(root) && (root->ns || root->properties));
+}
+
 bool is_private(const xmlNs* ns) { return mark_of(ns) == private_record; }
 
 /// Calls visit(element, scope) for every element of the subtree in pre-order. visit() calls
@@ -126,13 +131,12 @@ int _x_NsBeforeUnlinkNodeRec(xmlNode* root) {
 }
 
 void _x_NsAfterLinkNode(xmlNode* node, std::int16_t mode) {
-    if (node && (mode == 1 || containing_document(node))) _x_NsAfterLinkNodeRec(node);
+    if (!node || !may_have_namespaces(node)) return;
+    if (mode == 1 || containing_document(node)) _x_NsAfterLinkNodeRec(node);
 }
 
 void _x_NsAfterLinkNodeRec(xmlNode* root) {
-    if (!root) return;
-    // A leaf without namespaces has nothing to resolve.
-    if (!first_child(root) && !(is_element(root) && (root->ns || root->properties))) return;
+    if (!root || !may_have_namespaces(root)) return;
     xmlDoc* const doc = document_for_lookup(root);
     walk_in_scope(root, [doc](xmlNode* element, Scope& scope) {
         scope.enter(element);

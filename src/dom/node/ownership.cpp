@@ -16,6 +16,18 @@ bool own(xmlDict* dict, const xmlChar*& text) {
     return copy != nullptr;
 }
 
+/// Whether a node has nothing but its name or text: no IDs, and nothing to free in another way.
+bool is_plain_leaf(const xmlNode* node) {
+    switch (node->type) {
+        case XML_ELEMENT_NODE: return !node->children && !node->properties;
+        case XML_TEXT_NODE:
+        case XML_CDATA_SECTION_NODE:
+        case XML_COMMENT_NODE:
+        case XML_PI_NODE: return true;
+        default: return false;
+    }
+}
+
 }  // namespace
 
 xmlDoc* document_for_lookup(const xmlNode* node) {
@@ -75,6 +87,12 @@ void release_own_text(xmlNode* reference) {
 
 void adopt(xmlNode* root, const xmlNode* parent) {
     xmlDoc* const named = parent->doc;
+    // No walk up to the document: it is the one named or, in a clone, one that is no more as loaded.
+    if (is_plain_leaf(root) && parent->type != XML_ENTITY_REF_NODE) {
+        root->doc = named;
+        if (is_known_document(named)) note_changed(named);
+        return;
+    }
     xmlDoc* const doc = containing_document(parent);
     // Outside documents all of a tree names the same: linking a node of that tree's document under it
     // costs nothing, however much hangs below the node.

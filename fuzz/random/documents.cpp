@@ -112,26 +112,32 @@ struct Repertoire {
     Repertoire(std::string_view encoding, bool html)
         : limit(encoding == "ISO-8859-1"                                              ? 0xFF
                 : encoding == "ASCII" || encoding == "US-ASCII" || encoding == "HTML" ? 0x7F
-                                                                                      : 0xFFFF),
+                                                                                      : 0x10FFFF),
           has_pairs(encoding.starts_with("UTF-16") && !html) {}
 
     bool holds(const Text& text, bool has_references) const {
-        std::u16string units;
-        decode_bytes(text.value_or(""), units);
-        for (std::size_t i = 0; i < units.size(); ++i) {
-            const char16_t unit = units[i];
-            const bool is_first = unit >= 0xD800 && unit < 0xDC00;
-            if (has_pairs && is_first && i + 1 < units.size() && units[i + 1] >= 0xDC00 &&
-                units[i + 1] < 0xE000) {
-                ++i;
+        const std::string bytes = text.value_or("");
+        bool is_second_due = false;
+        for (std::size_t i = 0; i < bytes.size();) {
+            int length = static_cast<int>(bytes.size() - i);
+            const int read = xmlGetUTF8Char(to_xml(bytes) + i, &length);
+            if (read < 0) return false;
+            i += static_cast<std::size_t>(length);
+            const auto character = static_cast<unsigned>(read);
+            const bool is_first = character >= 0xD800 && character < 0xDC00;
+            const bool is_second = character >= 0xDC00 && character < 0xE000;
+            if (is_second != is_second_due) return false;
+            is_second_due = is_first && has_pairs;
+            if (is_first || is_second) {
+                if (!has_pairs) return false;
                 continue;
             }
-            const bool is_character = unit >= 0x20
-                                          ? (unit < 0xD800 || unit >= 0xE000) && unit < 0xFFFE
-                                          : unit == '\t' || unit == '\n' || unit == '\r';
-            if (!is_character || (!has_references && unit > limit)) return false;
+            const bool is_character =
+                character >= 0x20 ? character != 0xFFFE && character != 0xFFFF
+                                  : character == '\t' || character == '\n' || character == '\r';
+            if (!is_character || (!has_references && character > limit)) return false;
         }
-        return true;
+        return !is_second_due;
     }
 
     unsigned limit;

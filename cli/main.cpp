@@ -22,6 +22,7 @@
 #include "cli/reference.hpp"
 #include "cli/refused_handles.hpp"
 #include "cli/shell.hpp"
+#include "cli/standard_error.hpp"
 #include "cli/trace.hpp"
 #include "host/host.hpp"
 #include "script/engine.hpp"
@@ -171,7 +172,10 @@ int execute(const cli::CommandLine& line) {
     switch (line.action) {
         case cli::Action::list_functions: list_functions(host); return 0;
         case cli::Action::show_version: show_version(host, plugin); return 0;
-        default: return run(line, host, plugin);
+        default: {
+            const cli::OneLineACall messages(host);
+            return run(line, host, plugin);
+        }
     }
 }
 

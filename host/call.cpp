@@ -106,6 +106,10 @@ CallValues& CallContext::values() { return frame_ != nullptr ? frame_->values : 
 Outcome CallContext::call(const Function& function, std::span<const Argument> args) {
     enter();
     CallFrame frame(*this);
+    const RunningCall running{&function, args, ++calls_};
+    const auto restore = [this](const RunningCall* outer) { running_call_ = outer; };
+    const std::unique_ptr<const RunningCall, decltype(restore)> outer(
+        std::exchange(running_call_, &running), restore);
     Records records(args, frame.last_read);
     const vt_status status = function.handler(this, static_cast<std::uint32_t>(args.size()),
                                               records.data(), nullptr, &frame);

@@ -37,6 +37,9 @@ public:
     Outcome call_method(Object& object, const ObjectType::Method& method,
                         std::span<const Argument> args);
 
+    /// The innermost call of a script function; null for none.
+    const RunningCall* running_call() const { return running_call_; }
+
     /// Where values go that are made now: to the running call, or, when somebody uses the runtime
     /// record outside a call, to the context.
     CallValues& values();
@@ -53,6 +56,8 @@ private:
     ValuePool value_pool_;
     CallValues stray_values_;
     CallFrame* frame_ = nullptr;  // the running call
+    const RunningCall* running_call_ = nullptr;
+    std::uint64_t calls_ = 0;
 };
 
 /// The host that this thread entered last; null before the first time and after that host is gone.

@@ -51,6 +51,8 @@ Outcome Host::call(const Function& function, std::span<const Argument> args) {
     return state_->context.call(function, args);
 }
 
+const RunningCall* Host::running_call() const { return state_->context.running_call(); }
+
 Host::Context::Context(Host& host) : state_(std::make_unique<State>(*host.state_)) {}
 Host::Context::~Context() = default;
 

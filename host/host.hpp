@@ -185,6 +185,13 @@ struct Function {
     vt_handler handler = nullptr;
 };
 
+/// A call that has not yet returned.
+struct RunningCall {
+    const Function* function;
+    std::span<const Argument> arguments;
+    std::uint64_t number;  ///< no other call of its context has it
+};
+
 /// What goes wrong on purpose. All fields are off by default; tests set and reset them while no
 /// call runs. They take effect with the next call, or the next use of runtime(), call_context() or
 /// raw().
@@ -228,6 +235,10 @@ public:
     /// name, ContractError when the library breaks the contract.
     Outcome call(std::string_view function, std::initializer_list<Argument> args = {});
     Outcome call(const Function& function, std::span<const Argument> args);
+
+    /// The innermost call of a script function through the host's own context, for who is asked meanwhile;
+    /// null where none is running.
+    const RunningCall* running_call() const;
 
     /// A call context of its own: last messages of failed loads are kept per thread and context.
     class Context {

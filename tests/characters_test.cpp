@@ -273,6 +273,24 @@ TEST_F(Characters, that_are_markup) {
         EXPECT_EQ(gives_no_value("xmlDOMDocSaveXMLFile", with_dtd, file.path()), !is_well) << value;
         EXPECT_TRUE(!is_well || load_file(file.path()) != 0) << value;
     }
+    for (const auto& [version, is_well] :
+         {std::pair("", false), {"1", false}, {"1.0\" x=\"", false}, {"1.1", true}, {"1.", true}}) {
+        const Handle made = get("xmlDOMDocCreateDoc", version), set = load("<r/>");
+        get("xmlDOMDocSetProperty", set, 0, version);
+        append(made, create(made, XML_ELEMENT_NODE, "r"));
+        for (const Handle with_version : {made, set})
+            EXPECT_EQ(gives_no_value("xmlDOMDocSaveXMLFile", with_version, file.path()), !is_well)
+                << version;
+        EXPECT_TRUE(!is_well || load_file(file.path()) != 0) << version;
+    }
+    // A declaration comes to an attribute that is written with its name.
+    const Handle late = load("<r/>"),
+                 element = get("xmlDOMDocCreateNodeNS", late, XML_ELEMENT_NODE, "p:id", "");
+    get("xmlDOMElementSetAttributeNode", element,
+        get("xmlDOMDocCreateNodeNS", late, XML_ATTRIBUTE_NODE, "xmlns:p",
+            "http://www.w3.org/2000/xmlns/"));
+    append(root(late), element);
+    expect_no_value("xmlDOMDocSaveXMLFile", late, file.path());
     // Attributes that are written with the name of another, or of a declaration, in either order.
     for (const char* name : {"q:k", "xmlns"}) {
         const Handle twins = load("<r xmlns:q='u' q:k='v'/>");

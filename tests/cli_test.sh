@@ -166,6 +166,25 @@ grep -v '^#' history | diff - <(printf '%s\n' 'xmlDOMUtilGetVersion()' 'function
 expect "a save to standard output" 0 out "<last/>" \
     run -e 'print("first"); xmlDOMDocSaveXMLFile(xmlDOMDocLoadXMLString("<last/>", 0), "-")'
 [[ $(head -1 out) == first ]] || fail "a save to standard output: before what was printed"
+# One line a call of what libxml2 says.
+full_disk() { (trap '' XFSZ; ulimit -f 100; run "$@"); }
+expect "disk full" 0 err "I/O error : File too large: $scratch/full.xml" full_disk -e "
+    xmlDOMDocSaveXMLFile(xmlDOMDocLoadXMLString('<r>' + 'x'.repeat(200000) + '</r>', 0), '$scratch/full.xml')"
+one_line "disk full"
+expect "XPath error" 0 err "XPath error : Invalid expression: //[" run -e '
+    xmlDOMNodeSelectNodes(xmlDOMDocLoadXMLString("<r/>", 0), "//[", "")'
+one_line "XPath error"
+expect "the stylesheet's own messages" 0 err "two" run -e '
+    writeFile("say.xsl", "<s:stylesheet version=\"1.0\" xmlns:s=\"http://www.w3.org/1999/XSL/Transform\">" +
+        "<s:template match=\"/\"><s:message>one</s:message><s:message>two</s:message></s:template>" +
+        "</s:stylesheet>");
+    xmlXSLTransformFile("say.xsl", "say.xsl", "said.xml")'
+[[ $(<err) == $'one\ntwo' ]] || fail "the stylesheet's own messages: others"
+little_memory() { (ulimit -v 3000000; run "$@"); }
+expect "out of memory" 0 err "xmlDOMNodeCloneNode: out of memory (" little_memory -e '
+    const doc = xmlDOMDocLoadXMLString("<r>" + "<a/>".repeat(200000) + "</r>", 0);
+    while (xmlDOMNodeCloneNode(doc, 1)) continue;'
+one_line "out of memory"
 # Nothing that a script opens is in the place of a standard output that is closed.
 closed() { "$vtdom" --plugin "$plugin" "$@" >&-; }
 expect "standard output closed" 1 err "cannot write to standard output" closed -e 'print("lost");

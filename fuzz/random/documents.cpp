@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <regex>
 #include <set>
 
 #include "fuzz/random/check.hpp"
@@ -25,7 +26,14 @@ bool is_same_word(const std::string& text, const char* word) {
 std::u16string message_text(const std::string& bytes) {
     if (bytes.size() > 4998) return {};
     std::u16string units;
-    return decode_bytes(bytes, units) == 0 ? units : host::to_units(bytes);
+    if (decode_bytes(bytes, units) == 0) return units;
+    units.clear();
+    bool is_second = false;
+    for (const char16_t unit : host::to_units(bytes)) {
+        if (!is_second) units += unit >= 0xD800 && unit < 0xDC00 ? u'\uFFFD' : unit;
+        is_second = !is_second && unit >= 0xD800 && unit < 0xDC00;
+    }
+    return units;
 }
 
 }  // namespace
@@ -204,6 +212,10 @@ bool has_markup(const Node* node) {
                std::strchr(" \r\n-'()+,./:=?;!*#@$_%", c);
     };
     switch (node->type) {
+        case XML_DOCUMENT_NODE: {
+            static const std::regex version("[0-9]\\.[0-9]*");
+            return !node->version || std::regex_match(*node->version, version);
+        }
         case XML_ELEMENT_NODE:
             for (const NamespaceRef& ns : node->declarations)
                 if (!is_name_or_none(ns->prefix)) return false;

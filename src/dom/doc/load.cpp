@@ -2,6 +2,7 @@
 #include "dom/doc/load.hpp"
 
 #include "dom/node/free.hpp"
+#include "dom/node/markup.hpp"
 #include "dom/node/tree.hpp"
 
 namespace valtrosse {
@@ -34,6 +35,7 @@ Result create(Call& call, HostText version) {
     if (text.failed()) return text.failure();
     xmlDoc* doc = xmlNewDoc(text.text());
     document_made(doc);
+    if (doc) note_markup(reinterpret_cast<xmlNode*>(doc));
     return document_value(call, doc);
 }
 

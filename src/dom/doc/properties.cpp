@@ -1,4 +1,5 @@
 // Document properties: version, encoding, standalone, URL.
+#include "dom/node/markup.hpp"
 #include "dom/node/strings.hpp"
 #include "dom/node/tree.hpp"
 #include "utf8/text.hpp"
@@ -45,6 +46,7 @@ Result set(Call& call, xmlNode* node, std::uint32_t property, HostText value) {
     }
     const xmlChar** const field = text_field(doc, property);
     if (!field || !replace_string(*field, text.text(), doc->dict)) return no_value;
+    note_markup(node);
     return call.integer(0);
 }
 

@@ -93,6 +93,7 @@ public:
     Unwritable run(const xmlDoc* doc) {
         const auto* const top = reinterpret_cast<const xmlNode*>(doc);
         if (syntax_ == Syntax::xml) raw(top, doc->version);
+        markup(top);
         for (const xmlNode* node = top->children; node && !found_; node = node->next) below(node);
         return found_;
     }

@@ -78,6 +78,15 @@ bool is_public_identifier(const xmlChar* text) {
 
 constexpr const char* no_name = "what no name may have";
 
+/// What libxml2's parser takes for a version: a digit, a full stop, digits.
+const char* fault_of_version(const xmlChar* version) {
+    const auto is_digit = [](xmlChar c) { return c >= '0' && c <= '9'; };
+    if (!version) return nullptr;  // written as 1.0
+    const bool is_version = is_digit(version[0]) && version[1] == '.' &&
+                            std::all_of(version + 2, version + xmlStrlen(version), is_digit);
+    return is_version ? nullptr : "a version that is none";
+}
+
 const char* fault_of_element(const xmlNode* element) {
     if (!is_name(element->name)) return no_name;
     if (element->ns && !is_name_or_null(element->ns->prefix)) return no_name;
@@ -107,6 +116,15 @@ const auto* const xmlns = reinterpret_cast<const xmlChar*>("xmlns");
 WrittenName written_name(const xmlNs* declaration) {
     if (!declaration->prefix) return {nullptr, xmlns};
     return {xmlns, declaration->prefix};
+}
+
+/// Whether a declaration may be written with the name of the attribute.
+bool is_written_as_declaration(const xmlAttr* attr) {
+    const WrittenName written = written_name(attr);
+    if (written.prefix) return xmlStrEqual(written.prefix, xmlns);
+    const int length = xmlStrlen(xmlns);
+    const bool begins = xmlStrncmp(written.name, xmlns, length) == 0;
+    return begins && (!written.name[length] || written.name[length] == ':');
 }
 
 /// Whether another attribute or a declaration of the element is written with the same name.
@@ -148,6 +166,8 @@ const char* fault_of_dtd(const xmlDtd* dtd) {
 
 const char* markup_fault(const xmlNode* node) {
     switch (node->type) {
+        case XML_DOCUMENT_NODE:
+            return fault_of_version(reinterpret_cast<const xmlDoc*>(node)->version);
         case XML_ELEMENT_NODE: return fault_of_element(node);
         case XML_ATTRIBUTE_NODE: return fault_of_attribute(reinterpret_cast<const xmlAttr*>(node));
         case XML_ENTITY_REF_NODE: return is_name(node->name) ? nullptr : no_name;
@@ -164,7 +184,8 @@ bool needs_escape(const xmlChar* uri) {
 
 void note_markup(const xmlNode* node) {
     // The element of such an attribute may be given a declaration later.
-    const bool declares = is_attribute(node) && !node->ns && xmlStrEqual(node->name, xmlns);
+    const bool declares =
+        is_attribute(node) && is_written_as_declaration(reinterpret_cast<const xmlAttr*>(node));
     if (declares || markup_fault(node)) has_faults = true;
 }
 

@@ -187,8 +187,7 @@ Result add_child(Call& call, std::uint32_t position, Deferred<xmlNode*> node_arg
         merge.complete(text, newnode, position == before);
         return call.handle(text);
     }
-    if (!prepare_to_leave(leaving, newnode, parent))
-        return failure(VT_OUT_OF_MEMORY);
+    if (!prepare_to_leave(leaving, newnode, parent)) return failure(VT_OUT_OF_MEMORY);
     take_out(leaving, newnode);
     xmlNode* const next = position == before ? node : position == after ? node->next : nullptr;
     link_under(parent, newnode, next);

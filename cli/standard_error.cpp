@@ -78,8 +78,8 @@ void OneLineACall::no_memory(std::size_t size) {
     take(text, std::strlen(text));
 }
 
-ssize_t OneLineACall::write_some(void* filter, const char* bytes, std::size_t count) {
-    static_cast<OneLineACall*>(filter)->take(bytes, count);
+ssize_t OneLineACall::write_some(void* self, const char* bytes, std::size_t count) {
+    static_cast<OneLineACall*>(self)->take(bytes, count);
     return static_cast<ssize_t>(count);
 }
 

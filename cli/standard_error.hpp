@@ -28,7 +28,7 @@ public:
     void no_memory(std::size_t size);
 
 private:
-    static ssize_t write_some(void* filter, const char* bytes, std::size_t count);
+    static ssize_t write_some(void* self, const char* bytes, std::size_t count);
     void take(const char* bytes, std::size_t count);
     void end_line();
     void begin_call();

@@ -12,6 +12,15 @@ const kinds = {
     'text over and back'(item, rounds) {
         for (let i = 0; i < rounds; ++i) xmlDOMElementGetAttribute(item, 'n');
     },
+    // The engine joins such a text when it is used, and must not join it for each call.
+    'beside a text that grows'(item, rounds) {
+        let text = '';
+        for (let i = 0; i < rounds; ++i) {
+            text += 'x';
+            xmlDOMNodeGetRelative(item, 1);
+        }
+        if (text.length !== rounds) throw new Error('lost some');
+    },
     'by name'(item, rounds) {
         for (let i = 0; i < rounds; ++i) xmlDOMElementGetAttribute({node: item, name: 'n'});
     }

@@ -128,8 +128,25 @@ int run_shell(host::Host& host, script::Engine& engine, Watchers& watchers) {
     return shell.run(input);
 }
 
+/// The program of an action on files; empty for another action. Its args are the expression and the files.
+std::string program_for_files(cli::Action action) {
+    // A terminal that gets the results needs no other sign of progress.
+    const bool shows_progress =
+        isatty(STDERR_FILENO) != 0 && (action == cli::Action::edit || isatty(STDOUT_FILENO) == 0);
+    const std::string end = shows_progress ? "(args, true)" : "(args, false)";
+    switch (action) {
+        case cli::Action::select: return "require('dom/commands').select" + end;
+        case cli::Action::evaluate: return "require('dom/commands').evaluate" + end;
+        case cli::Action::edit: return "require('dom/commands').edit" + end;
+        default: return {};
+    }
+}
+
 int run_in_engine(const cli::CommandLine& line, host::Host& host, Watchers& watchers) {
-    script::Engine engine(host, {.args = line.args,
+    const std::string program = program_for_files(line.action);
+    std::vector<std::string> args = line.args;
+    if (!program.empty()) args.insert(args.begin(), line.script);
+    script::Engine engine(host, {.args = args,
                                  .module_directories = cli::module_directories(),
                                  .observer = watchers.observer(),
                                  .capture_messages = cli::capture_messages,
@@ -141,7 +158,9 @@ int run_in_engine(const cli::CommandLine& line, host::Host& host, Watchers& watc
         switch (line.action) {
             case cli::Action::run_code: exit_code = engine.run_code(line.script, "-e"); break;
             case cli::Action::run_file: exit_code = engine.run_file(line.script); break;
-            default: break;
+            default:
+                if (!program.empty()) exit_code = engine.run_code(program, "vtdom");
+                break;
         }
     }
     if (engine.interrupted() && !line.interactive) return interrupted;

@@ -16,12 +16,20 @@ constexpr const char* footer =
     "Everything after SCRIPT belongs to the script and is in its global args; SCRIPT - reads "
     "standard "
     "input. Without SCRIPT, on a terminal, an interactive shell starts.\n"
-    "Exit code: 0, what the script gives to exit(), 1 after an uncaught error, 2 when nothing "
-    "could run, 3 when --leaks found some in a script that ended with 0.";
+    "Of -x, -p and --in-place FILE - is standard input, as is no FILE; .html and .htm files are "
+    "HTML.\n"
+    "Exit code: 0, what the script gives to exit(), 1 after an uncaught error or when -x found "
+    "nothing, "
+    "2 when nothing could run or a FILE not be read, 3 when --leaks found some in a script that "
+    "ended "
+    "with 0.";
 
 class Help : public CLI::Formatter {
     std::string make_usage(const CLI::App*, std::string) const override {
         return "Usage: vtdom [OPTIONS] SCRIPT [ARG...]\n       vtdom [OPTIONS] -e CODE [ARG...]\n"
+               "       vtdom [OPTIONS] -x XPATH [FILE...]\n"
+               "       vtdom [OPTIONS] -p EXPRESSION [FILE...]\n"
+               "       vtdom [OPTIONS] --in-place -e CODE FILE...\n"
                "       vtdom [OPTIONS]               an interactive shell, on a terminal\n";
     }
 };
@@ -35,6 +43,7 @@ int complain(const std::string& message) {
 
 std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_code) {
     CommandLine line;
+    bool in_place = false;
     bool functions = false;
     bool version = false;
 
@@ -43,6 +52,20 @@ std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_co
     app.footer(footer);
     app.prefix_command();  // the first word that is no option of ours ends our part
     auto* code = app.add_option("-e", line.script, "Run CODE instead of a file")->type_name("CODE");
+    auto* const xpath =
+        app.add_option("-x", line.script, "Print what XPATH finds in each FILE, one result a line")
+            ->type_name("XPATH")
+            ->excludes(code);
+    auto* const expression =
+        app.add_option(
+               "-p", line.script,
+               "Print the value of a JavaScript expression for each FILE, which is doc in it")
+            ->type_name("EXPRESSION")
+            ->excludes(code)
+            ->excludes(xpath);
+    app.add_flag("--in-place", in_place,
+                 "Run CODE for each FILE, which is doc in it, and save what it changed")
+        ->needs(code);
     app.add_option(
            "--plugin", line.plugin,
            "The library; otherwise $VALTROSSE_PLUGIN, or libvaltrosse-dom.so beside vtdom or "
@@ -80,9 +103,18 @@ std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_co
         line.action = Action::show_version;
     } else if (functions) {
         line.action = Action::list_functions;
-    } else if (code->count() != 0) {
-        line.action = Action::run_code;
+    } else if (code->count() + xpath->count() + expression->count() != 0) {
+        line.action = xpath->count() != 0        ? Action::select
+                      : expression->count() != 0 ? Action::evaluate
+                      : in_place                 ? Action::edit
+                                                 : Action::run_code;
         if (!line.args.empty() && line.args.front() == "--") line.args.erase(line.args.begin());
+        if (line.action == Action::run_code || !line.args.empty()) return line;
+        if (line.action == Action::edit || isatty(STDIN_FILENO) != 0) {
+            exit_code = complain("no file given");
+            return std::nullopt;
+        }
+        line.args.emplace_back("-");
     } else if (line.args.empty() && (line.interactive || isatty(STDIN_FILENO) != 0)) {
         line.action = Action::shell;
         line.interactive = true;

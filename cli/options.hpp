@@ -7,12 +7,21 @@
 
 namespace valtrosse::cli {
 
-enum class Action { run_file, run_code, shell, list_functions, show_version };
+enum class Action {
+    run_file,
+    run_code,
+    select,
+    evaluate,
+    edit,
+    shell,
+    list_functions,
+    show_version
+};
 
 struct CommandLine {
     Action action = Action::run_file;
-    std::string script;             ///< a path, or the code given with -e
-    std::vector<std::string> args;  ///< everything after the script
+    std::string script;             ///< a path, or the code or expression that an option gave
+    std::vector<std::string> args;  ///< everything after it: of select, evaluate and edit the files
     std::string plugin;             ///< empty: not given
     bool interactive = false;       ///< the shell, after the script if there is one
     bool leaks = false;             ///< report what is neither freed nor linked

@@ -192,6 +192,40 @@ expect "standard output closed" 1 err "cannot write to standard output" closed -
 [[ $(<kept.xml) == '<?xml version="1.0"?>' ]] || fail "standard output closed: text in a file"
 closed -e '1' || fail "standard output closed, nothing to say"
 
+# One-liners.
+printf '<feed>\n<title> One\n line </title><title n="2">Two</title></feed>' >a.xml
+printf '<feed/>' >b.xml
+printf '<p>Page<title>T</title>' >page.html
+expect "-x" 0 out "One line" run -x '//title' a.xml b.xml
+[[ $(<out) == $'One line\nTwo' ]] || fail "-x: others"
+expect "-x finds an attribute" 0 out 2 run -x '//@n' a.xml
+expect "-x counts" 0 out 2 run -x 'count(//title)' a.xml
+got=0
+run -x '//none' a.xml b.xml >out 2>err || got=$?
+[[ $got == 1 && ! -s out && ! -s err ]] || fail "-x finds nothing: exit code $got"
+expect "-x, HTML" 0 out T run -x '//title' page.html
+expect "-x, a file is missing" 2 err "absent.xml" run -x '//title' absent.xml a.xml
+[[ $(wc -l <out) == 2 ]] || fail "-x, a file is missing: the other"
+expect "-x, no expression" 2 err "a.xml" run -x '//[' a.xml
+from_input() { "$vtdom" --plugin "$plugin" "$@" <a.xml; }
+expect "-x, standard input" 0 out Two from_input -x '//title[2]'
+expect "-p" 0 out 2 run -p 'doc.querySelectorAll("title").length' a.xml b.xml
+[[ $(<out) == $'2\n0' ]] || fail "-p: others"
+expect "-p, no expression" 2 err "SyntaxError" run -p 'doc.(' a.xml
+expect "-x and -p" 2 err "-x" run -x a -p b a.xml
+expect "--in-place alone" 2 err "--in-place" run --in-place a.xml
+chmod 640 a.xml
+touch -d 2001-01-01 b.xml
+expect "--in-place" 2 err "bad.xml" run --in-place \
+    -e 'for (const t of doc.querySelectorAll("title")) t.textContent = t.textContent.trim()' a.xml bad.xml b.xml
+grep -q '<title>One' a.xml || fail "--in-place: nothing changed"
+[[ $(stat -c %a a.xml) == 640 ]] || fail "--in-place: mode"
+[[ $(date -r b.xml +%Y) == 2001 ]] || fail "--in-place: wrote what was not changed"
+cp a.xml before.xml
+expect "--in-place, an error" 2 err "a.xml: Error: no" run --in-place -e 'doc.documentElement.remove();
+    throw new Error("no")' a.xml
+cmp -s a.xml before.xml || fail "--in-place, an error: file changed"
+
 expect "missing script" 2 err "absent.js" run absent.js
 one_line "missing script"
 expect "missing plugin" 2 err "absent.so" "$vtdom" --plugin ./absent.so -e 1

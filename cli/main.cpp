@@ -24,6 +24,7 @@
 #include "cli/shell.hpp"
 #include "cli/standard_error.hpp"
 #include "cli/trace.hpp"
+#include "cli/types.hpp"
 #include "host/host.hpp"
 #include "script/engine.hpp"
 #include "script/observer.hpp"
@@ -190,6 +191,10 @@ int execute(const cli::CommandLine& line) {
     host::Host host(plugin);
     switch (line.action) {
         case cli::Action::list_functions: list_functions(host); return 0;
+        case cli::Action::list_types:
+            cli::write_types(std::cout, host, cli::Reference::read(cli::find_reference()),
+                             cli::find_types());
+            return 0;
         case cli::Action::show_version: show_version(host, plugin); return 0;
         default: {
             const cli::OneLineACall messages(host);

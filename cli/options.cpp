@@ -45,6 +45,7 @@ std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_co
     CommandLine line;
     bool in_place = false;
     bool functions = false;
+    bool types = false;
     bool version = false;
 
     CLI::App app(description, "vtdom");
@@ -85,6 +86,9 @@ std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_co
         "--checked", line.checked,
         "Use libvaltrosse-dom-checked.so, and name every call with a handle of nothing alive");
     app.add_flag("--functions", functions, "List the script functions with their parameters");
+    app.add_flag(
+        "--types", types,
+        "Write declarations for TypeScript: of the functions, the globals and require('dom')");
     app.add_flag("--version", version, "Show the library's versions");
 
     exit_code = 0;
@@ -101,6 +105,8 @@ std::optional<CommandLine> read_command_line(int argc, char** argv, int& exit_co
     line.args = app.remaining();
     if (version) {
         line.action = Action::show_version;
+    } else if (types) {
+        line.action = Action::list_types;
     } else if (functions) {
         line.action = Action::list_functions;
     } else if (code->count() + xpath->count() + expression->count() != 0) {

@@ -15,6 +15,7 @@ enum class Action {
     edit,
     shell,
     list_functions,
+    list_types,
     show_version
 };
 

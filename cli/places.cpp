@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <initializer_list>
 #include <stdexcept>
 
 namespace valtrosse::cli {
@@ -13,6 +14,18 @@ namespace {
 fs::path executable_directory() {
     std::error_code ignored;
     return fs::read_symlink("/proc/self/exe", ignored).parent_path();
+}
+
+/// The first of these files, as seen from the directories of the modules; empty for none.
+std::string find_beside_modules(std::initializer_list<const char*> places) {
+    for (const std::string& directory : module_directories()) {
+        for (const char* place : places) {
+            const fs::path path = (fs::path(directory) / place).lexically_normal();
+            std::error_code ignored;
+            if (fs::is_regular_file(path, ignored)) return path.string();
+        }
+    }
+    return "";
 }
 
 }  // namespace
@@ -44,15 +57,10 @@ std::vector<std::string> module_directories() {
 }
 
 std::string find_reference() {
-    for (const std::string& directory : module_directories()) {
-        for (const char* place : {"functions.md", "../../docs/functions.md"}) {
-            const fs::path path = (fs::path(directory) / place).lexically_normal();
-            std::error_code ignored;
-            if (fs::is_regular_file(path, ignored)) return path.string();
-        }
-    }
-    return "";
+    return find_beside_modules({"functions.md", "../../docs/functions.md"});
 }
+
+std::string find_types() { return find_beside_modules({"dom.d.ts", "../types/dom.d.ts"}); }
 
 std::string history_file() {
     if (const char* file = std::getenv("VTDOM_HISTORY")) return file;

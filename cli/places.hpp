@@ -17,6 +17,9 @@ std::vector<std::string> module_directories();
 /// when it is not there.
 std::string find_reference();
 
+/// The declarations of globals and modules for TypeScript, dom.d.ts; empty when it is not there.
+std::string find_types();
+
 /// Where the shell keeps its history: $VTDOM_HISTORY, which may be empty for nowhere, else a file in
 /// the user's state directory. Empty when there is no home.
 std::string history_file();

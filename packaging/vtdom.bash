@@ -5,13 +5,13 @@ _vtdom() {
     COMPREPLY=()
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-            -e | --plugin) ((++i)) ;;
+            -e | -p | -x | --plugin) ((++i)) ;;
             -?*) ;;
             *) return ;; # what follows the script is the script's: bash offers files
         esac
     done
     case $previous in
-        -e | --plugin) return ;;
+        -e | -p | -x | --plugin) return ;;
     esac
     if [[ $current == -* ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$("$1" --help | grep -oE '^  -[^ ]+' | tr , ' ')" -- "$current")

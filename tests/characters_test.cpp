@@ -275,7 +275,7 @@ TEST_F(Characters, that_are_markup) {
     }
     for (const auto& [version, is_well] :
          {std::pair("", false), {"1", false}, {"1.0\" x=\"", false}, {"1.1", true}, {"1.", true}}) {
-        const Handle made = get("xmlDOMDocCreateDoc", version), set = load("<r/>");
+        const Handle made = keep(get("xmlDOMDocCreateDoc", version)), set = load("<r/>");
         get("xmlDOMDocSetProperty", set, 0, version);
         append(made, create(made, XML_ELEMENT_NODE, "r"));
         for (const Handle with_version : {made, set})

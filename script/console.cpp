@@ -57,7 +57,7 @@ std::string asynchronous(Runtime& runtime, const std::string& text) {
 std::string script_of(Runtime& runtime, const std::string& text, bool& waits) {
     waits = false;
     if (compiles(runtime, text) && !runtime.modules->awaits(text)) return text;
-    const std::string waiting = asynchronous(runtime, text);
+    std::string waiting = asynchronous(runtime, text);
     waits = !waiting.empty();
     return waiting;
 }

@@ -180,11 +180,14 @@ expect "the stylesheet's own messages" 0 err "two" run -e '
         "</s:stylesheet>");
     xmlXSLTransformFile("say.xsl", "say.xsl", "said.xml")'
 [[ $(<err) == $'one\ntwo' ]] || fail "the stylesheet's own messages: others"
-little_memory() { (ulimit -v 3000000; run "$@"); }
-expect "out of memory" 0 err "xmlDOMNodeCloneNode: out of memory (" little_memory -e '
+# AddressSanitizer, for which CMake sets its options, starts under no limit.
+if [[ ! -v ASAN_OPTIONS ]]; then
+    little_memory() { (ulimit -v 3000000; run "$@"); }
+    expect "out of memory" 0 err "xmlDOMNodeCloneNode: out of memory (" little_memory -e '
     const doc = xmlDOMDocLoadXMLString("<r>" + "<a/>".repeat(200000) + "</r>", 0);
     while (xmlDOMNodeCloneNode(doc, 1)) continue;'
-one_line "out of memory"
+    one_line "out of memory"
+fi
 # Nothing that a script opens is in the place of a standard output that is closed.
 closed() { "$vtdom" --plugin "$plugin" "$@" >&-; }
 expect "standard output closed" 1 err "cannot write to standard output" closed -e 'print("lost");

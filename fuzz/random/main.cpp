@@ -66,10 +66,11 @@ int run_all(Isolation& isolation, std::uint64_t seed, std::uint64_t steps, bool 
     for (std::uint64_t done = 0; steps == 0 || done < steps; ++runs) {
         const auto count = static_cast<std::uint32_t>(
             steps == 0 ? steps_of_a_run : std::min<std::uint64_t>(steps_of_a_run, steps - done));
-        if (auto found = isolation.run(seed + runs, count, runs % 4 == 0)) {
+        const std::uint64_t run_seed = seed + runs;
+        if (auto found = isolation.run(run_seed, count, runs % 4 == 0)) {
             std::printf("run %llu failed (--seed %llu --steps %u): %s\nmaking it short ...\n",
                         static_cast<unsigned long long>(runs),
-                        static_cast<unsigned long long>(seed + runs), count, found->what.c_str());
+                        static_cast<unsigned long long>(run_seed), count, found->what.c_str());
             std::fflush(stdout);
             print_found(shrink(isolation, std::move(*found)));
             return 1;
@@ -77,7 +78,8 @@ int run_all(Isolation& isolation, std::uint64_t seed, std::uint64_t steps, bool 
         done += count;
         if (progress && Clock::now() - last_line > std::chrono::seconds(10)) {
             last_line = Clock::now();
-            std::printf("%llu runs, %llu steps\n", static_cast<unsigned long long>(runs + 1),
+            const std::uint64_t ended = runs + 1;
+            std::printf("%llu runs, %llu steps\n", static_cast<unsigned long long>(ended),
                         static_cast<unsigned long long>(done));
             std::fflush(stdout);
         }

@@ -58,10 +58,17 @@ bool make_piece(std::uint32_t position) {
     return true;
 }
 
+/// The slot of a position that has been taken at least once.
+Slot& opened_slot(std::uint32_t position) {
+    Slot* const slot = at(position);
+    if (!slot) __builtin_unreachable();  // make_piece() was called for it
+    return *slot;
+}
+
 /// The position that has been free for longest.
 std::uint32_t take_free() {
     const std::uint32_t position = free_since_longest;
-    if (position != 0) free_since_longest = at(position)->next;
+    if (position != 0) free_since_longest = opened_slot(position).next;
     return position;
 }
 
@@ -76,10 +83,10 @@ std::uint32_t take_position() {
 }
 
 void release(std::uint32_t position) {
-    Slot& slot = *at(position);
+    Slot& slot = opened_slot(position);
     slot.hidden = hide(nullptr);
     slot.next = 0;
-    (free_since_longest != 0 ? at(free_since_last)->next : free_since_longest) = position;
+    (free_since_longest != 0 ? opened_slot(free_since_last).next : free_since_longest) = position;
     free_since_last = position;
     --in_use;
 }
